@@ -1,0 +1,41 @@
+// sxir::Context: owner of the builtin types and the global scope, and the way to report user errors.
+#pragma once
+
+#include "util/Allocate.hpp"
+#include "util/DataTypeId.hpp"
+#include "util/Export.hpp"
+#include "util/String.hpp"
+
+namespace sxir {
+
+class BuiltinType;
+class RuntimeEnvironment;
+
+/// Every IR object lives in one context. Create it with create() and delete it
+/// after everything made in it; the runtime environment must outlive it.
+class SXIR_API Context : public sxu::AllocatorBase {
+public:
+    using Factory = Context* (*)(RuntimeEnvironment const&);
+
+    Context() = default;
+    Context(Context const&) = delete;
+    Context& operator=(Context const&) = delete;
+    virtual ~Context();
+
+    /// Hands a user error to the runtime environment; unused arguments are empty.
+    virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
+                             sxu::string const& arg3, sxu::string const& arg4) const = 0;
+    virtual bool isValidIdentifier(sxu::string const& name) const = 0;
+    /// The one builtin type object of this context for `id`.
+    virtual BuiltinType const& getBuiltinType(sxu::DataTypeId::Type id) const = 0;
+
+    /// A new context over `env`, owned by the caller.
+    static Context* create(RuntimeEnvironment const& env);
+    /// Replaces the factory behind create(); returns true so it can initialise a static flag.
+    static bool registerFactory(Factory factory);
+
+private:
+    static Factory sFactory;
+};
+
+} // namespace sxir

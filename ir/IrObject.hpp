@@ -1,0 +1,22 @@
+// sxir::IrObject: the root of every node of the IR tree; remembers the context of the last one built.
+#pragma once
+
+#include "ir/Base.hpp"
+
+namespace sxir {
+
+class SXIR_API IrObject : public Base {
+public:
+    /// Also makes `context` the last context (per thread).
+    explicit IrObject(Context const& context);
+    ~IrObject() override;
+
+    /// The context of the most recently constructed IR object of this thread, or null.
+    /// Objects built without a context argument take this one.
+    static Context const* getLastContext();
+
+private:
+    static thread_local Context const* smLastContext;
+};
+
+} // namespace sxir

@@ -1,0 +1,7 @@
+#include "ir/RuntimeEnvironment.hpp"
+
+namespace sxir {
+
+RuntimeEnvironment::~RuntimeEnvironment() = default;
+
+} // namespace sxir
