@@ -10,6 +10,7 @@ namespace sxir {
 
 class BuiltinType;
 class RuntimeEnvironment;
+class Scope;
 
 /// Every IR object lives in one context. Create it with create() and delete it
 /// after everything made in it; the runtime environment must outlive it.
@@ -26,6 +27,9 @@ public:
     virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
                              sxu::string const& arg3, sxu::string const& arg4) const = 0;
     virtual bool isValidIdentifier(sxu::string const& name) const = 0;
+    /// The scope in which modules are declared.
+    virtual Scope const& getGlobalScope() const = 0;
+    virtual Scope& getGlobalScope() = 0;
     /// The one builtin type object of this context for `id`.
     virtual BuiltinType const& getBuiltinType(sxu::DataTypeId::Type id) const = 0;
 

@@ -2,6 +2,8 @@
 
 #include "ir/BuiltinType.hpp"
 #include "ir/RuntimeEnvironment.hpp"
+#include "ir/Scope.hpp"
+#include "ir/ScopeConfiguration.hpp"
 #include "util/Assertion.hpp"
 
 #include <memory>
@@ -16,6 +18,8 @@ Context* ContextImpl::create(RuntimeEnvironment const& env)
 {
     // A failed step leaves a partly built context, which its destructor cleans up.
     std::unique_ptr<ContextImpl> context(new ContextImpl(env));
+    context->mGlobalScope =
+        Scope::createOwning(std::unique_ptr<ScopeConfiguration>(new GlobalScopeConfiguration(*context))).release();
     for (unsigned long id = 0; id < sxu::DataTypeId::Count; ++id) {
         context->mBuiltinTypes[id] = new BuiltinType(*context, static_cast<sxu::DataTypeId::Type>(id));
     }
@@ -27,6 +31,7 @@ ContextImpl::~ContextImpl()
     for (BuiltinType* type : mBuiltinTypes) {
         Base::destroy(type);
     }
+    Base::destroy(mGlobalScope);
 }
 
 void ContextImpl::reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,

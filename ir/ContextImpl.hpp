@@ -15,11 +15,14 @@ public:
     void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
                      sxu::string const& arg4) const override;
     bool isValidIdentifier(sxu::string const& name) const override;
+    Scope const& getGlobalScope() const override { return *mGlobalScope; }
+    Scope& getGlobalScope() override { return *mGlobalScope; }
     BuiltinType const& getBuiltinType(sxu::DataTypeId::Type id) const override;
 
 private:
     explicit ContextImpl(RuntimeEnvironment const& env) : mEnvironment(&env) {}
 
+    Scope* mGlobalScope = nullptr;
     BuiltinType* mBuiltinTypes[sxu::DataTypeId::Count] = {};
     RuntimeEnvironment const* mEnvironment;
 };

@@ -1,0 +1,51 @@
+#include "ir/AssignmentStatement.hpp"
+
+#include "ir/detail/ExpressionWalk.hpp"
+#include "util/Assertion.hpp"
+
+#include <memory>
+
+namespace sxir {
+
+AssignmentStatement::AssignmentStatement(Function const& function) : StatementShim(function) {}
+
+AssignmentStatement::~AssignmentStatement() = default;
+
+Expression const& AssignmentStatement::getExpression(Side side) const
+{
+    SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
+    SXU_CHECK(mSides[side].has_value(), "reading an assignment side that was never set");
+    return *mSides[side];
+}
+
+void AssignmentStatement::setExpression(Side side, Expression const& expression)
+{
+    SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
+    mSides[side].emplace(expression);
+}
+
+sxu::string AssignmentStatement::asString() const
+{
+    sxu::string text;
+    detail::appendExpression(text, getExpression(LHS));
+    text += '=';
+    detail::appendExpression(text, getExpression(RHS));
+    return text;
+}
+
+Statement* AssignmentStatement::clone(Function const& target) const
+{
+    std::unique_ptr<AssignmentStatement> copy(new AssignmentStatement(target));
+    for (unsigned long side = 0; side < sNumSides; ++side) {
+        copy->setExpression(static_cast<Side>(side), getExpression(static_cast<Side>(side)).clone(target));
+    }
+    return copy.release();
+}
+
+bool AssignmentStatement::localIsEquivalent(AssignmentStatement const& other) const
+{
+    return getExpression(LHS).isEquivalent(other.getExpression(LHS)) &&
+           getExpression(RHS).isEquivalent(other.getExpression(RHS));
+}
+
+} // namespace sxir

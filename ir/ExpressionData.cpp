@@ -1,0 +1,28 @@
+#include "ir/ExpressionData.hpp"
+
+#include "ir/detail/ExpressionWalk.hpp"
+
+namespace sxir {
+
+ExpressionData::~ExpressionData() = default;
+
+void ExpressionData::releaseReference()
+{
+    if (--mCount == 0) {
+        detail::ExpressionWalk::destroy(this);
+    }
+}
+
+void ExpressionData::appendText(sxu::string& out, unsigned long piece) const
+{
+    if (piece == 0) {
+        out += asString();
+    }
+}
+
+ExpressionData* ExpressionData::rebuild(Function const& target, Expression const*) const
+{
+    return clone(target);
+}
+
+} // namespace sxir

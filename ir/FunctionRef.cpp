@@ -1,0 +1,49 @@
+#include "ir/FunctionRef.hpp"
+
+#include "ir/Function.hpp"
+#include "ir/FunctionSignature.hpp"
+#include "ir/Scope.hpp"
+#include "util/Assertion.hpp"
+
+namespace sxir {
+
+FunctionRef::FunctionRef(Function const& function) : ExpressionDataShim(function.getContext()), mFunction(&function)
+{
+}
+
+FunctionRef::~FunctionRef() = default;
+
+Function const* FunctionRef::resolveFunction() const
+{
+    return mFunction->getParentScope().resolveFunction();
+}
+
+Type const* FunctionRef::getGenericType() const
+{
+    return mFunction->hasSignature() ? &mFunction->getSignature() : nullptr;
+}
+
+sxu::string FunctionRef::asString() const
+{
+    return mFunction->getName();
+}
+
+void FunctionRef::appendText(sxu::string& out, unsigned long) const
+{
+    out += mFunction->getName();
+}
+
+ExpressionData* FunctionRef::clone(Function const& target) const
+{
+    auto const* function = dynamic_cast<Function const*>(target(mFunction->getName()));
+    SXU_CHECK(function != nullptr, "the target function sees no function of the cloned reference's name");
+    // Without the declaration the clone keeps referring to the source's function.
+    return new FunctionRef(function != nullptr ? *function : *mFunction);
+}
+
+bool FunctionRef::localIsEquivalent(FunctionRef const& other) const
+{
+    return mFunction->getSerial() == other.mFunction->getSerial();
+}
+
+} // namespace sxir

@@ -1,0 +1,186 @@
+#include "ir/Operator.hpp"
+
+#include "ir/BuiltinType.hpp"
+#include "ir/Context.hpp"
+#include "ir/Function.hpp"
+#include "ir/detail/ExpressionWalk.hpp"
+#include "util/Assertion.hpp"
+
+#include <cstring>
+
+namespace sxir {
+
+namespace {
+
+struct OperationInfo {
+    char const* name;
+    char const* symbol;
+    unsigned long operands;
+};
+
+OperationInfo const sOperations[OpId::Count] = {
+#define SXIR_NATIVE_UNARY(id, symbol, op) {#id, symbol, 1},
+#define SXIR_NATIVE_BINARY(id, symbol, op) {#id, symbol, 2},
+#define SXIR_FUNCTION_UNARY(id, name) {"DUMMY", #name, 1},
+#define SXIR_FUNCTION_BINARY(id, name) {"DUMMY", #name, 2},
+#include "ir/Operations.def"
+};
+
+// The text around the operands, by nativeness and operand count; "$" stands for
+// the symbol. Binary native operators are always parenthesised, unary ones never;
+// elementary functions print as calls.
+char const* const sPrintedForms[2][2][3] = {
+    {{"$(", ")", ""}, {"$(", ",", ")"}},
+    {{"$", "", ""}, {"(", "$", ")"}},
+};
+
+OperationInfo const& info(OpId::Type op)
+{
+    SXU_CHECK(op < OpId::Count, "operation id out of range");
+    return sOperations[op];
+}
+
+} // namespace
+
+char const* Operator::getName(OpId::Type op)
+{
+    return info(op).name;
+}
+
+char const* Operator::getSymbol(OpId::Type op)
+{
+    return info(op).symbol;
+}
+
+unsigned long Operator::getNumOperands(OpId::Type op)
+{
+    return info(op).operands;
+}
+
+bool Operator::isNative(OpId::Type op)
+{
+    return std::strcmp(info(op).name, "DUMMY") != 0;
+}
+
+Operator::Operator(OpId::Type op, Expression const& operand) : ExpressionDataShim(operand.getContext()), mOp(op)
+{
+    SXU_CHECK(getNumOperands() == 1, "a unary operator form for an operation that is not unary");
+    // An operation of two operands built from this form gets the int32 constant 0 as its second.
+    constructOperands([&](unsigned long position) { return position == 0 ? operand : Expression(getContext(), 0); });
+}
+
+Operator::Operator(OpId::Type op, Expression const& left, Expression const& right)
+    : ExpressionDataShim(left.getContext()), mOp(op)
+{
+    SXU_CHECK(getNumOperands() == 2, "a binary operator form for an operation that is not binary");
+    constructOperands([&](unsigned long position) { return position == 0 ? left : right; });
+}
+
+Operator::Operator(Context const& context, OpId::Type op) : ExpressionDataShim(context), mOp(op)
+{
+    constructOperands([&](unsigned long) { return Expression(context, 0); });
+}
+
+Operator::Operator(Context const& context, OpId::Type op, Expression const* operands)
+    : ExpressionDataShim(context), mOp(op)
+{
+    constructOperands([&](unsigned long position) { return operands[position]; });
+}
+
+template <class MakeOperand>
+void Operator::constructOperands(MakeOperand makeOperand)
+{
+    unsigned long built = 0;
+    try {
+        for (; built < getNumOperands(); ++built) {
+            new (&operands()[built]) Expression(makeOperand(built));
+        }
+    } catch (...) {
+        while (built-- > 0) {
+            operands()[built].~Expression();
+        }
+        throw;
+    }
+}
+
+Operator::~Operator()
+{
+    destroyOperands();
+}
+
+void Operator::destroyOperands()
+{
+    for (unsigned long i = getNumOperands(); i-- > 0;) {
+        operands()[i].~Expression();
+    }
+}
+
+Expression const& Operator::getOperand(unsigned long position) const
+{
+    SXU_CHECK(position < getNumOperands(), "operand position out of range");
+    return operands()[position];
+}
+
+void Operator::setOperand(unsigned long position, Expression const& operand)
+{
+    SXU_CHECK(position < getNumOperands(), "operand position out of range");
+    operands()[position] = operand;
+}
+
+void Operator::initializeOperands()
+{
+    for (unsigned long i = 0; i < getNumOperands(); ++i) {
+        operands()[i] = Expression(getContext(), 0);
+    }
+}
+
+Function const* Operator::resolveFunction() const
+{
+    return detail::ExpressionWalk::resolveFunction(*this);
+}
+
+Type const* Operator::getGenericType() const
+{
+    return isNative() ? nullptr : &getContext().getBuiltinType(sxu::DataTypeId::Real);
+}
+
+sxu::string Operator::asString() const
+{
+    sxu::string text;
+    detail::ExpressionWalk::print(*this, text);
+    return text;
+}
+
+void Operator::appendText(sxu::string& out, unsigned long piece) const
+{
+    for (char const* c = sPrintedForms[isNative() ? 1 : 0][getNumOperands() - 1][piece]; *c != '\0'; ++c) {
+        if (*c == '$') {
+            out += info(mOp).symbol;
+        } else {
+            out += *c;
+        }
+    }
+}
+
+ExpressionData* Operator::clone(Function const& target) const
+{
+    return detail::ExpressionWalk::clone(*this, target);
+}
+
+bool Operator::localIsEquivalent(Operator const& other) const
+{
+    return detail::ExpressionWalk::equivalent(*this, other);
+}
+
+bool Operator::isLocallyEquivalent(ExpressionData const& other) const
+{
+    Operator const* same = asSameClass(other);
+    return same != nullptr && mOp == same->mOp;
+}
+
+ExpressionData* Operator::rebuild(Function const& target, Expression const* clonedSubExpressions) const
+{
+    return new Operator(target.getContext(), mOp, clonedSubExpressions);
+}
+
+} // namespace sxir

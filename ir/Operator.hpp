@@ -1,0 +1,75 @@
+// sxir::Operator: every native operator and elementary function, as one node class over OpId.
+#pragma once
+
+#include "ir/Expression.hpp"
+#include "ir/ExpressionData.hpp"
+#include "ir/OpId.hpp"
+
+#include <new>
+
+namespace sxir {
+
+class SXIR_API Operator final : public ExpressionDataShim<Operator> {
+public:
+    static constexpr ExpressionDataType::Type sExpressionDataType = ExpressionDataType::Operator;
+
+    /// A unary operation; node in the operand's context.
+    Operator(OpId::Type op, Expression const& operand);
+    /// A binary operation; node in the left operand's context.
+    Operator(OpId::Type op, Expression const& left, Expression const& right);
+    /// An operation whose operands are all the int32 constant 0 until set.
+    Operator(Context const& context, OpId::Type op);
+    ~Operator() override;
+
+    OpId::Type getOp() const { return mOp; }
+    /// The operation's operand count.
+    unsigned long getNumOperands() const { return getNumOperands(mOp); }
+    Expression const& getOperand(unsigned long position) const;
+    void setOperand(unsigned long position, Expression const& operand);
+    /// Makes every operand a new int32 constant 0.
+    void initializeOperands();
+    /// True for the 14 operators, false for the 16 elementary functions.
+    bool isNative() const { return isNative(mOp); }
+
+    // The operation tables.
+    /// The enumerator name of a native operation, "DUMMY" for an elementary function.
+    static char const* getName(OpId::Type op);
+    /// The printed symbol ("+", "~", "||") or function name ("sqrt").
+    static char const* getSymbol(OpId::Type op);
+    static unsigned long getNumOperands(OpId::Type op);
+    static bool isNative(OpId::Type op);
+
+    Function const* resolveFunction() const override;
+    /// Null for a native operator; real_T for an elementary function.
+    Type const* getGenericType() const override;
+    bool isLValue() const override { return false; }
+    /// "(a+b)", "-x", "sqrt(x)", "pow(a,b)": no blanks, no precedence.
+    sxu::string asString() const override;
+    ExpressionData* clone(Function const& target) const override;
+    bool localIsEquivalent(Operator const& other) const override;
+
+protected:
+    unsigned long getNumSubExpressions() const override { return getNumOperands(); }
+    Expression const* getSubExpression(unsigned long position) const override { return &operands()[position]; }
+    void appendText(sxu::string& out, unsigned long piece) const override;
+    bool isLocallyEquivalent(ExpressionData const& other) const override;
+    ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const override;
+
+private:
+    static constexpr unsigned long sMaxOperands = 2;
+
+    Operator(Context const& context, OpId::Type op, Expression const* operands);
+
+    Expression* operands() { return std::launder(reinterpret_cast<Expression*>(mOperandStorage)); }
+    Expression const* operands() const { return std::launder(reinterpret_cast<Expression const*>(mOperandStorage)); }
+    /// Constructs each operand from makeOperand(position); on failure none is left behind.
+    template <class MakeOperand>
+    void constructOperands(MakeOperand makeOperand);
+    void destroyOperands();
+
+    OpId::Type mOp;
+    // Exactly getNumOperands() handles live here, constructed in place.
+    alignas(Expression) unsigned char mOperandStorage[sMaxOperands * sizeof(Expression)];
+};
+
+} // namespace sxir

@@ -1,0 +1,95 @@
+#include "ir/SubMatrix.hpp"
+
+#include "ir/MatrixType.hpp"
+#include "ir/detail/ExpressionWalk.hpp"
+#include "util/Assertion.hpp"
+#include "util/Format.hpp"
+
+namespace sxir {
+
+SubMatrix::SubMatrix(Expression const& expression, Colon const& range)
+    : ExpressionDataShim(expression.getContext()), mExpression(expression),
+      mExpressionType(dynamic_cast<MatrixType const*>(expression.getGenericType()))
+{
+    setLast(range.getLast());
+    setFirst(range.getFirst());
+}
+
+SubMatrix::~SubMatrix() = default;
+
+void SubMatrix::setFirst(unsigned long first)
+{
+    mFirst = first;
+    clearType();
+}
+
+void SubMatrix::setLast(unsigned long last)
+{
+    mLast = last;
+    clearType();
+}
+
+void SubMatrix::clearType()
+{
+    mCachedType.reset();
+}
+
+Function const* SubMatrix::resolveFunction() const
+{
+    return detail::ExpressionWalk::resolveFunction(*this);
+}
+
+Type const* SubMatrix::getGenericType() const
+{
+    SXU_CHECK(mExpressionType != nullptr, "a sub-matrix of an expression without a matrix type has no type");
+    if (!mCachedType && mExpressionType != nullptr) {
+        mCachedType.reset(new MatrixType(mExpressionType->getBaseType(), sxu::Dimension(mLast - mFirst, 1)));
+    }
+    return mCachedType.get();
+}
+
+bool SubMatrix::isLValue() const
+{
+    return detail::ExpressionWalk::isSelectionLValue(*this);
+}
+
+sxu::string SubMatrix::asString() const
+{
+    sxu::string text;
+    detail::ExpressionWalk::print(*this, text);
+    return text;
+}
+
+void SubMatrix::appendText(sxu::string& out, unsigned long piece) const
+{
+    if (piece == 1) {
+        out += '(';
+        sxu::appendDecimal(out, mFirst);
+        out += ':';
+        sxu::appendDecimal(out, mLast);
+        out += ')';
+    }
+}
+
+ExpressionData* SubMatrix::clone(Function const& target) const
+{
+    return detail::ExpressionWalk::clone(*this, target);
+}
+
+bool SubMatrix::localIsEquivalent(SubMatrix const& other) const
+{
+    return detail::ExpressionWalk::equivalent(*this, other);
+}
+
+bool SubMatrix::isLocallyEquivalent(ExpressionData const& other) const
+{
+    SubMatrix const* same = asSameClass(other);
+    return same != nullptr && mFirst == same->mFirst && mLast == same->mLast;
+}
+
+ExpressionData* SubMatrix::rebuild(Function const&, Expression const* clonedSubExpressions) const
+{
+    return new SubMatrix(clonedSubExpressions[0], Colon(mFirst, mLast));
+}
+
+} // namespace sxir

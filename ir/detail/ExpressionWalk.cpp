@@ -1,0 +1,182 @@
+#include "ir/detail/ExpressionWalk.hpp"
+
+#include "ir/Function.hpp"
+#include "ir/detail/SmallStack.hpp"
+
+#include <vector>
+
+namespace sxir {
+namespace detail {
+
+namespace {
+
+ExpressionData const* nodeOf(Expression const* expression)
+{
+    return expression == nullptr ? nullptr : expression->getData();
+}
+
+} // namespace
+
+void ExpressionWalk::print(ExpressionData const& root, sxu::string& out)
+{
+    // A frame is a node whose sub-expressions are being printed; after each one
+    // comes back, the node's text that follows it is appended.
+    struct Frame {
+        ExpressionData const* node;
+        unsigned long count;
+        unsigned long next;
+        bool childPending;
+    };
+    SmallStack<Frame> stack;
+    root.appendText(out, 0);
+    if (unsigned long const count = root.getNumSubExpressions()) {
+        stack.push(Frame{&root, count, 0, false});
+    }
+    while (!stack.empty()) {
+        Frame& frame = stack.top();
+        if (frame.childPending) {
+            frame.node->appendText(out, frame.next);
+            frame.childPending = false;
+        }
+        if (frame.next == frame.count) {
+            stack.pop();
+            continue;
+        }
+        ExpressionData const* child = nodeOf(frame.node->getSubExpression(frame.next));
+        ++frame.next;
+        frame.childPending = true;
+        if (child == nullptr) {
+            out += "(nil)";
+            continue;
+        }
+        child->appendText(out, 0);
+        if (unsigned long const count = child->getNumSubExpressions()) {
+            stack.push(Frame{child, count, 0, false});
+        }
+    }
+}
+
+bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b)
+{
+    struct Pair {
+        ExpressionData const* left;
+        ExpressionData const* right;
+    };
+    SmallStack<Pair> stack;
+    stack.push(Pair{&a, &b});
+    while (!stack.empty()) {
+        Pair const pair = stack.pop();
+        if (pair.left == nullptr || pair.right == nullptr) {
+            if (pair.left != pair.right) {
+                return false;
+            }
+            continue;
+        }
+        if (!pair.left->isLocallyEquivalent(*pair.right)) {
+            return false;
+        }
+        // Pushed last first, so pairs are compared in order and the first difference ends the walk.
+        for (unsigned long i = pair.left->getNumSubExpressions(); i-- > 0;) {
+            stack.push(Pair{nodeOf(pair.left->getSubExpression(i)), nodeOf(pair.right->getSubExpression(i))});
+        }
+    }
+    return true;
+}
+
+ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const& target)
+{
+    // Post-order: the clones of a node's sub-expressions wait on `clones` until
+    // the node is rebuilt over them.
+    struct Frame {
+        ExpressionData const* node;
+        unsigned long count;
+        unsigned long next;
+        unsigned long firstClone;
+    };
+    Context const& context = target.getContext();
+    SmallStack<Frame> stack;
+    std::vector<Expression> clones;
+    stack.push(Frame{&root, root.getNumSubExpressions(), 0, 0});
+    for (;;) {
+        Frame& frame = stack.top();
+        if (frame.next < frame.count) {
+            ExpressionData const* child = nodeOf(frame.node->getSubExpression(frame.next));
+            ++frame.next;
+            if (child == nullptr) {
+                clones.push_back(adopt(context, nullptr));
+            } else if (unsigned long const count = child->getNumSubExpressions()) {
+                stack.push(Frame{child, count, 0, clones.size()});
+            } else {
+                Expression leaf = adopt(context, child->rebuild(target, nullptr));
+                clones.push_back(std::move(leaf));
+            }
+            continue;
+        }
+        Frame const done = stack.pop();
+        Expression const* subExpressions = done.count == 0 ? nullptr : &clones[done.firstClone];
+        Expression built = adopt(context, done.node->rebuild(target, subExpressions));
+        clones.erase(clones.begin() + static_cast<long>(done.firstClone), clones.end());
+        if (stack.empty()) {
+            return built.getData()->getReference();
+        }
+        clones.push_back(std::move(built));
+    }
+}
+
+Function const* ExpressionWalk::resolveFunction(ExpressionData const& root)
+{
+    SmallStack<ExpressionData const*> stack;
+    stack.push(&root);
+    while (!stack.empty()) {
+        ExpressionData const* node = stack.pop();
+        unsigned long const count = node->getNumSubExpressions();
+        if (count == 0) {
+            if (Function const* function = node->resolveFunction()) {
+                return function;
+            }
+            continue;
+        }
+        for (unsigned long i = count; i-- > node->getFirstResolvingSubExpression();) {
+            if (ExpressionData const* child = nodeOf(node->getSubExpression(i))) {
+                stack.push(child);
+            }
+        }
+    }
+    return nullptr;
+}
+
+bool ExpressionWalk::isSelectionLValue(ExpressionData const& selection)
+{
+    // Element and sub-range selections hold what they select from as sub-expression 0.
+    ExpressionData const* node = &selection;
+    for (;;) {
+        ExpressionDataType::Type const kind = node->getExpressionDataType();
+        if (kind != ExpressionDataType::MatrixRef && kind != ExpressionDataType::SubMatrix) {
+            return node->isLValue();
+        }
+        node = node->getSubExpression(0)->getData();
+    }
+}
+
+void ExpressionWalk::destroy(ExpressionData* node)
+{
+    // Deleting a node releases its sub-expressions, which may reach zero in turn:
+    // they queue here and the outermost call deletes them one after the other.
+    thread_local ExpressionData* pending = nullptr;
+    thread_local bool draining = false;
+    node->mNextDead = pending;
+    pending = node;
+    if (draining) {
+        return;
+    }
+    draining = true;
+    while (pending != nullptr) {
+        ExpressionData* dead = pending;
+        pending = dead->mNextDead;
+        delete dead;
+    }
+    draining = false;
+}
+
+} // namespace detail
+} // namespace sxir

@@ -1,0 +1,38 @@
+// Explicit-stack walks over expression trees, so that no operation recurses with the tree's depth.
+#pragma once
+
+#include "ir/Expression.hpp"
+#include "ir/ExpressionData.hpp"
+
+namespace sxir {
+namespace detail {
+
+class ExpressionWalk {
+public:
+    /// Appends the text of `root` to `out`.
+    static void print(ExpressionData const& root, sxu::string& out);
+    static bool equivalent(ExpressionData const& a, ExpressionData const& b);
+    /// `root` rebuilt for `target`; count 1, owned by the caller.
+    static ExpressionData* clone(ExpressionData const& root, Function const& target);
+    /// The first function found in resolution order, or null.
+    static Function const* resolveFunction(ExpressionData const& root);
+    /// Whether an element or sub-range selection is assignable: whether what it finally selects from is.
+    static bool isSelectionLValue(ExpressionData const& selection);
+    /// Destroys `node`, whose count reached zero, and every node only it held, without recursion.
+    static void destroy(ExpressionData* node);
+
+    /// A handle that takes over the creator's reference of `node`.
+    static Expression adopt(Context const& context, ExpressionData* node)
+    {
+        return Expression(context, node, Expression::Adopt());
+    }
+};
+
+/// Appends the text of `expression` to `out`.
+inline void appendExpression(sxu::string& out, Expression const& expression)
+{
+    ExpressionWalk::print(*expression.getData(), out);
+}
+
+} // namespace detail
+} // namespace sxir

@@ -1,0 +1,188 @@
+#include "ir/detail/StatementWalk.hpp"
+
+#include "ir/AssignmentStatement.hpp"
+#include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/SmallStack.hpp"
+
+#include <memory>
+
+namespace sxir {
+namespace detail {
+
+namespace {
+using ConstPosition = sxu::list<Statement*>::const_iterator;
+} // namespace
+
+void StatementWalk::printList(CompoundStatement const& list, sxu::string& out)
+{
+    print(&list, nullptr, out);
+}
+
+void StatementWalk::printIf(IfStatement const& statement, sxu::string& out)
+{
+    print(nullptr, &statement, out);
+}
+
+void StatementWalk::print(CompoundStatement const* list, IfStatement const* root, sxu::string& out)
+{
+    // A frame is a statement list being printed, and the if statement and branch it belongs to.
+    struct Frame {
+        ConstPosition next;
+        ConstPosition end;
+        IfStatement const* owner;
+        unsigned long branch;
+    };
+    SmallStack<Frame> stack;
+    auto const openBranch = [&stack](IfStatement const& owner, unsigned long branch) {
+        sxu::list<Statement*> const& statements = owner.getStatements(IfStatement::indexToBranch(branch))
+                                                      .getStatementList();
+        stack.push(Frame{statements.begin(), statements.end(), &owner, branch});
+    };
+    auto const openIf = [&](IfStatement const& statement) {
+        out += "if ";
+        appendExpression(out, statement.getExpression());
+        out += '\n';
+        openBranch(statement, 0);
+    };
+    if (root != nullptr) {
+        openIf(*root);
+    } else {
+        stack.push(Frame{list->getStatementList().begin(), list->getStatementList().end(), nullptr, 0});
+    }
+    while (!stack.empty()) {
+        Frame& frame = stack.top();
+        if (frame.next == frame.end) {
+            Frame const done = stack.pop();
+            if (done.owner == nullptr) {
+                continue;
+            }
+            if (done.branch == 0 && !done.owner->getStatements(false).getStatementList().empty()) {
+                out += "else\n";
+                openBranch(*done.owner, 1);
+                continue;
+            }
+            out += "end\n";
+            // An if statement within a list ends with the list's own line end: an empty line.
+            if (done.owner != root) {
+                out += '\n';
+            }
+            continue;
+        }
+        Statement const* statement = *frame.next++;
+        out += "    ";
+        if (IfStatement const* nested = asIf(statement)) {
+            openIf(*nested);
+            continue;
+        }
+        if (typeid(*statement) == typeid(AssignmentStatement)) {
+            auto const* assignment = static_cast<AssignmentStatement const*>(statement);
+            appendExpression(out, assignment->getExpression(AssignmentStatement::LHS));
+            out += '=';
+            appendExpression(out, assignment->getExpression(AssignmentStatement::RHS));
+        } else {
+            out += statement->asString();
+        }
+        out += '\n';
+    }
+}
+
+bool StatementWalk::equivalentIfs(IfStatement const& a, IfStatement const& b)
+{
+    // Branches are compared pair by pair, in order, and the first pair that differs ends the walk.
+    struct Pair {
+        Statement const* left;
+        Statement const* right;
+    };
+    SmallStack<Pair> stack;
+    stack.push(Pair{&a, &b});
+    while (!stack.empty()) {
+        Pair const pair = stack.pop();
+        IfStatement const* left = asIf(pair.left);
+        if (left == nullptr) {
+            if (!pair.left->isEquivalent(*pair.right)) {
+                return false;
+            }
+            continue;
+        }
+        IfStatement const* right = asIf(pair.right);
+        if (right == nullptr) {
+            return false;
+        }
+        for (bool const branch : {true, false}) {
+            if (left->getStatements(branch).getStatementList().size() !=
+                right->getStatements(branch).getStatementList().size()) {
+                return false;
+            }
+        }
+        if (!left->getExpression().isEquivalent(right->getExpression())) {
+            return false;
+        }
+        for (bool const branch : {false, true}) {
+            auto const& lefts = left->getStatements(branch).getStatementList();
+            auto const& rights = right->getStatements(branch).getStatementList();
+            for (auto l = lefts.rbegin(), r = rights.rbegin(); l != lefts.rend(); ++l, ++r) {
+                stack.push(Pair{*l, *r});
+            }
+        }
+    }
+    return true;
+}
+
+void StatementWalk::copyInto(CompoundStatement& target, CompoundStatement const& source)
+{
+    // Every copy joins its target list before its branches are filled, so an
+    // exception leaves nothing unowned behind.
+    struct Frame {
+        ConstPosition next;
+        ConstPosition end;
+        CompoundStatement* target;
+    };
+    Function const& function = target.getFunction();
+    SmallStack<Frame> stack;
+    stack.push(Frame{source.getStatementList().begin(), source.getStatementList().end(), &target});
+    while (!stack.empty()) {
+        Frame& frame = stack.top();
+        if (frame.next == frame.end) {
+            stack.pop();
+            continue;
+        }
+        Statement const* statement = *frame.next++;
+        if (statement->isAutoGenerated()) {
+            continue;
+        }
+        CompoundStatement& list = *frame.target;
+        IfStatement const* nested = asIf(statement);
+        if (nested == nullptr) {
+            list.appendStatement(statement->clone(function));
+            continue;
+        }
+        std::unique_ptr<IfStatement> copy(new IfStatement(function));
+        copy->setExpression(nested->getExpression().clone(function));
+        IfStatement& added = *copy;
+        list.appendStatement(copy.release());
+        for (bool const branch : {false, true}) {
+            sxu::list<Statement*> const& statements = nested->getStatements(branch).getStatementList();
+            stack.push(Frame{statements.begin(), statements.end(), &added.getStatements(branch)});
+        }
+    }
+}
+
+void StatementWalk::destroyAll(sxu::list<Statement*>& statements) noexcept
+{
+    // The branches of an if statement move to the front of the queue before it is
+    // destroyed, so it dies with empty branches and the order stays depth first.
+    sxu::list<Statement*> pending;
+    pending.splice(pending.begin(), statements);
+    while (!pending.empty()) {
+        Statement* statement = pending.front();
+        pending.pop_front();
+        if (IfStatement* nested = asIf(statement)) {
+            pending.splice(pending.begin(), nested->getStatements(false).getStatementList());
+            pending.splice(pending.begin(), nested->getStatements(true).getStatementList());
+        }
+        Base::destroy(statement);
+    }
+}
+
+} // namespace detail
+} // namespace sxir

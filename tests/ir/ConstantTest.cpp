@@ -1,0 +1,4 @@
+#include "tests/support/IrFixture.hpp"
+
+namespace {
+} // namespace
