@@ -129,7 +129,8 @@ void Scope::visitItems(GenericConstScopeItemVisitor& visitor) const
 void Scope::copyIn(Scope const& other)
 {
     SXU_CHECK(&other != this, "a scope cannot be copied into itself");
-    // Copying a scope into itself copies the items it held at the start, once.
+    // Only the items present at the start are copied, so copying a scope into
+    // itself (refused by the checked build) still ends.
     unsigned long const count = other.mData->mItems.size();
     for (unsigned long i = 0; i < count; ++i) {
         copyGenericItemIn(*other.mData->mItems[i]);
