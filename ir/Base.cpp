@@ -8,14 +8,12 @@ namespace sxir {
 
 GenericAuxiliaryData::~GenericAuxiliaryData() = default;
 
-Base::~Base()
+void Base::destroyAuxiliaryData() noexcept
 {
-    if (mAuxiliaryData != nullptr) {
-        for (GenericAuxiliaryData* data : *mAuxiliaryData) {
-            GenericAuxiliaryData::destroy(data);
-        }
-        delete mAuxiliaryData;
+    for (GenericAuxiliaryData* data : *mAuxiliaryData) {
+        GenericAuxiliaryData::destroy(data);
     }
+    delete mAuxiliaryData;
 }
 
 void Base::attachGenericAuxiliaryData(GenericAuxiliaryData* data)

@@ -16,7 +16,12 @@ public:
     Base(Base const&) = delete;
     Base& operator=(Base const&) = delete;
     /// Destroys the attached auxiliary data, first attached first.
-    virtual ~Base();
+    virtual ~Base()
+    {
+        if (mAuxiliaryData != nullptr) {
+            destroyAuxiliaryData();
+        }
+    }
 
     Context const& getContext() const { return *mContext; }
 
@@ -27,6 +32,8 @@ public:
     static void destroy(Base* object) { delete object; }
 
 private:
+    void destroyAuxiliaryData() noexcept;
+
     Context const* mContext;
     sxu::vector<GenericAuxiliaryData*>* mAuxiliaryData = nullptr;
 };

@@ -20,7 +20,7 @@ void ExpressionData::appendText(sxu::string& out, unsigned long piece) const
     }
 }
 
-ExpressionData* ExpressionData::rebuild(Function const& target, Expression const*) const
+ExpressionData* ExpressionData::rebuild(Function const& target, ExpressionData* const*) const
 {
     return clone(target);
 }

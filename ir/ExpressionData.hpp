@@ -80,8 +80,8 @@ protected:
     virtual void appendText(sxu::string& out, unsigned long piece) const;
     /// The node's own part of equivalence: same class and same fields, sub-expressions aside.
     virtual bool isLocallyEquivalent(ExpressionData const& other) const { return isEquivalent(other); }
-    /// A new node for `target` over already cloned sub-expressions (an unset one holds no node).
-    virtual ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const;
+    /// A new node for `target` over the already cloned sub-expressions (null for an unset one).
+    virtual ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const;
 
 private:
     friend class Expression;

@@ -8,6 +8,7 @@
 #include "ir/Scope.hpp"
 #include "ir/ScopeItemVisitor.hpp"
 #include "ir/Variable.hpp"
+#include "ir/detail/Rebinding.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
 #include "ir/detail/StatementWalk.hpp"
 #include "util/Assertion.hpp"
@@ -179,6 +180,7 @@ void Function::copyIn(Function const& other)
         setSignature(signature);
         getFunctionScope(FunctionScopeType::Local).copyIn(other.getFunctionScope(FunctionScopeType::Local));
     }
+    detail::RebindCache const rebinding(*this);
     mBody->copyIn(*other.mBody);
 }
 

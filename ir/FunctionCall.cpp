@@ -110,13 +110,13 @@ bool FunctionCall::isLocallyEquivalent(ExpressionData const& other) const
     return same != nullptr && same->mOperands.size() == mOperands.size();
 }
 
-ExpressionData* FunctionCall::rebuild(Function const&, Expression const* clonedSubExpressions) const
+ExpressionData* FunctionCall::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const
 {
-    auto* copy = new FunctionCall(clonedSubExpressions[0]);
+    auto* copy = new FunctionCall(Expression(*clonedSubExpressions[0]));
     Expression const owner = detail::ExpressionWalk::adopt(copy->getContext(), copy);
     for (unsigned long i = 0; i < mOperands.size() && i < copy->mOperands.size(); ++i) {
-        if (clonedSubExpressions[1 + i].getData() != nullptr) {
-            copy->setOperand(i, clonedSubExpressions[1 + i]);
+        if (clonedSubExpressions[1 + i] != nullptr) {
+            copy->setOperand(i, Expression(*clonedSubExpressions[1 + i]));
         }
     }
     return copy->getReference();

@@ -46,7 +46,7 @@ protected:
     unsigned long getFirstResolvingSubExpression() const override;
     void appendText(sxu::string& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
-    ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const override;
+    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:
     std::unique_ptr<FunctionSignature> mSignature;

@@ -3,6 +3,7 @@
 #include "ir/Function.hpp"
 #include "ir/FunctionSignature.hpp"
 #include "ir/Scope.hpp"
+#include "ir/detail/Rebinding.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -35,7 +36,10 @@ void FunctionRef::appendText(sxu::string& out, unsigned long) const
 
 ExpressionData* FunctionRef::clone(Function const& target) const
 {
-    auto const* function = dynamic_cast<Function const*>(target(mFunction->getName()));
+    ScopeItem const* item = detail::RebindCache::resolve(target, *mFunction);
+    auto const* function = item != nullptr && item->getScopeItemType() == ScopeItemType::Function
+                               ? static_cast<Function const*>(item)
+                               : nullptr;
     SXU_CHECK(function != nullptr, "the target function sees no function of the cloned reference's name");
     // Without the declaration the clone keeps referring to the source's function.
     return new FunctionRef(function != nullptr ? *function : *mFunction);

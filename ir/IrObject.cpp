@@ -2,7 +2,9 @@
 
 namespace sxir {
 
-thread_local Context const* IrObject::smLastContext = nullptr;
+namespace {
+SXIR_FAST_TLS thread_local Context const* smLastContext = nullptr;
+} // namespace
 
 IrObject::IrObject(Context const& context) : Base(context)
 {

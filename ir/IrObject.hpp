@@ -14,9 +14,6 @@ public:
     /// The context of the most recently constructed IR object of this thread, or null.
     /// Objects built without a context argument take this one.
     static Context const* getLastContext();
-
-private:
-    static thread_local Context const* smLastContext;
 };
 
 } // namespace sxir

@@ -85,9 +85,10 @@ bool MatrixRef::localIsEquivalent(MatrixRef const& other) const
     return detail::ExpressionWalk::equivalent(*this, other);
 }
 
-ExpressionData* MatrixRef::rebuild(Function const&, Expression const* clonedSubExpressions) const
+ExpressionData* MatrixRef::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const
 {
-    return new MatrixRef(clonedSubExpressions[0], clonedSubExpressions[1], clonedSubExpressions[2]);
+    return new MatrixRef(Expression(*clonedSubExpressions[0]), Expression(*clonedSubExpressions[1]),
+                         Expression(*clonedSubExpressions[2]));
 }
 
 } // namespace sxir

@@ -34,7 +34,7 @@ protected:
     Expression const* getSubExpression(unsigned long position) const override { return &mParts[position]; }
     void appendText(sxu::string& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override { return asSameClass(other) != nullptr; }
-    ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const override;
+    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:
     MatrixRef(Expression const& expression, Expression const& row, Expression const& column);

@@ -6,32 +6,39 @@
 #include "ir/detail/ExpressionWalk.hpp"
 #include "util/Assertion.hpp"
 
-#include <cstring>
 
 namespace sxir {
 
 namespace {
 
+constexpr bool sameText(char const* a, char const* b)
+{
+    return *a == *b && (*a == '\0' || sameText(a + 1, b + 1));
+}
+
 struct OperationInfo {
     char const* name;
     char const* symbol;
     unsigned long operands;
+    bool native; // the name is not "DUMMY"
+    // The text before the operands, between them and after them.
+    char const* pieces[3];
 };
 
-OperationInfo const sOperations[OpId::Count] = {
-#define SXIR_NATIVE_UNARY(id, symbol, op) {#id, symbol, 1},
-#define SXIR_NATIVE_BINARY(id, symbol, op) {#id, symbol, 2},
-#define SXIR_FUNCTION_UNARY(id, name) {"DUMMY", #name, 1},
-#define SXIR_FUNCTION_BINARY(id, name) {"DUMMY", #name, 2},
+constexpr OperationInfo makeInfo(char const* name, char const* symbol, unsigned long operands,
+                                 char const* const (&pieces)[3])
+{
+    return OperationInfo{name, symbol, operands, !sameText(name, "DUMMY"), {pieces[0], pieces[1], pieces[2]}};
+}
+
+// Binary native operators are always parenthesised, unary ones never; elementary
+// functions print as calls.
+constexpr OperationInfo sOperations[OpId::Count] = {
+#define SXIR_NATIVE_UNARY(id, symbol, op) makeInfo(#id, symbol, 1, {symbol, "", ""}),
+#define SXIR_NATIVE_BINARY(id, symbol, op) makeInfo(#id, symbol, 2, {"(", symbol, ")"}),
+#define SXIR_FUNCTION_UNARY(id, name) makeInfo("DUMMY", #name, 1, {#name "(", ")", ""}),
+#define SXIR_FUNCTION_BINARY(id, name) makeInfo("DUMMY", #name, 2, {#name "(", ",", ")"}),
 #include "ir/Operations.def"
-};
-
-// The text around the operands, by nativeness and operand count; "$" stands for
-// the symbol. Binary native operators are always parenthesised, unary ones never;
-// elementary functions print as calls.
-char const* const sPrintedForms[2][2][3] = {
-    {{"$(", ")", ""}, {"$(", ",", ")"}},
-    {{"$", "", ""}, {"(", "$", ")"}},
 };
 
 OperationInfo const& info(OpId::Type op)
@@ -59,12 +66,28 @@ unsigned long Operator::getNumOperands(OpId::Type op)
 
 bool Operator::isNative(OpId::Type op)
 {
-    return std::strcmp(info(op).name, "DUMMY") != 0;
+    return info(op).native;
+}
+
+// The operation was checked when the node was built.
+unsigned long Operator::getNumOperands() const
+{
+    return sOperations[mOp].operands;
+}
+
+bool Operator::isNative() const
+{
+    return sOperations[mOp].native;
+}
+
+unsigned long Operator::getNumSubExpressions() const
+{
+    return sOperations[mOp].operands;
 }
 
 Operator::Operator(OpId::Type op, Expression const& operand) : ExpressionDataShim(operand.getContext()), mOp(op)
 {
-    SXU_CHECK(getNumOperands() == 1, "a unary operator form for an operation that is not unary");
+    SXU_CHECK(getNumOperands(op) == 1, "a unary operator form for an operation that is not unary");
     // An operation of two operands built from this form gets the int32 constant 0 as its second.
     constructOperands([&](unsigned long position) { return position == 0 ? operand : Expression(getContext(), 0); });
 }
@@ -72,19 +95,20 @@ Operator::Operator(OpId::Type op, Expression const& operand) : ExpressionDataShi
 Operator::Operator(OpId::Type op, Expression const& left, Expression const& right)
     : ExpressionDataShim(left.getContext()), mOp(op)
 {
-    SXU_CHECK(getNumOperands() == 2, "a binary operator form for an operation that is not binary");
+    SXU_CHECK(getNumOperands(op) == 2, "a binary operator form for an operation that is not binary");
     constructOperands([&](unsigned long position) { return position == 0 ? left : right; });
 }
 
 Operator::Operator(Context const& context, OpId::Type op) : ExpressionDataShim(context), mOp(op)
 {
+    SXU_CHECK(op < OpId::Count, "operation id out of range");
     constructOperands([&](unsigned long) { return Expression(context, 0); });
 }
 
-Operator::Operator(Context const& context, OpId::Type op, Expression const* operands)
+Operator::Operator(Context const& context, OpId::Type op, ExpressionData* const* operands)
     : ExpressionDataShim(context), mOp(op)
 {
-    constructOperands([&](unsigned long position) { return operands[position]; });
+    constructOperands([&](unsigned long position) { return Expression(*operands[position]); });
 }
 
 template <class MakeOperand>
@@ -153,13 +177,7 @@ sxu::string Operator::asString() const
 
 void Operator::appendText(sxu::string& out, unsigned long piece) const
 {
-    for (char const* c = sPrintedForms[isNative() ? 1 : 0][getNumOperands() - 1][piece]; *c != '\0'; ++c) {
-        if (*c == '$') {
-            out += info(mOp).symbol;
-        } else {
-            out += *c;
-        }
-    }
+    out += sOperations[mOp].pieces[piece];
 }
 
 ExpressionData* Operator::clone(Function const& target) const
@@ -178,7 +196,7 @@ bool Operator::isLocallyEquivalent(ExpressionData const& other) const
     return same != nullptr && mOp == same->mOp;
 }
 
-ExpressionData* Operator::rebuild(Function const& target, Expression const* clonedSubExpressions) const
+ExpressionData* Operator::rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const
 {
     return new Operator(target.getContext(), mOp, clonedSubExpressions);
 }

@@ -23,13 +23,13 @@ public:
 
     OpId::Type getOp() const { return mOp; }
     /// The operation's operand count.
-    unsigned long getNumOperands() const { return getNumOperands(mOp); }
+    unsigned long getNumOperands() const;
     Expression const& getOperand(unsigned long position) const;
     void setOperand(unsigned long position, Expression const& operand);
     /// Makes every operand a new int32 constant 0.
     void initializeOperands();
     /// True for the 14 operators, false for the 16 elementary functions.
-    bool isNative() const { return isNative(mOp); }
+    bool isNative() const;
 
     // The operation tables.
     /// The enumerator name of a native operation, "DUMMY" for an elementary function.
@@ -49,16 +49,16 @@ public:
     bool localIsEquivalent(Operator const& other) const override;
 
 protected:
-    unsigned long getNumSubExpressions() const override { return getNumOperands(); }
+    unsigned long getNumSubExpressions() const override;
     Expression const* getSubExpression(unsigned long position) const override { return &operands()[position]; }
     void appendText(sxu::string& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
-    ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const override;
+    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:
     static constexpr unsigned long sMaxOperands = 2;
 
-    Operator(Context const& context, OpId::Type op, Expression const* operands);
+    Operator(Context const& context, OpId::Type op, ExpressionData* const* operands);
 
     Expression* operands() { return std::launder(reinterpret_cast<Expression*>(mOperandStorage)); }
     Expression const* operands() const { return std::launder(reinterpret_cast<Expression const*>(mOperandStorage)); }

@@ -5,6 +5,7 @@
 #include "ir/ErrorId.hpp"
 #include "ir/ScopeConfiguration.hpp"
 #include "ir/ScopeItemVisitor.hpp"
+#include "ir/detail/Rebinding.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
 #include "util/Assertion.hpp"
 
@@ -72,6 +73,7 @@ ScopeItem* Scope::adopt(std::unique_ptr<ScopeItem> item)
     mData->mIndex.emplace(name, id);
     item->setId(id);
     mData->mItems.push_back(item.get());
+    detail::RebindCache::scopesChanged();
     return item.release();
 }
 

@@ -5,8 +5,10 @@
 #include "ir/ScopeItem.hpp"
 #include "util/Vector.hpp"
 
-#include <map>
+#include <functional>
 #include <memory>
+#include <string_view>
+#include <unordered_map>
 
 namespace sxir {
 
@@ -19,8 +21,15 @@ class ScopeConfiguration;
 class SXIR_API ScopeData : public Base {
 public:
     using Items = sxu::vector<ScopeItem*>;
-    using Index = std::map<sxu::string, unsigned long, std::less<>,
-                           sxu::StlAllocator<std::pair<sxu::string const, unsigned long>>>;
+    struct NameHash {
+        std::size_t operator()(sxu::string const& name) const noexcept
+        {
+            return std::hash<std::string_view>()(name);
+        }
+    };
+    /// Names are matched exactly (case-sensitive).
+    using Index = std::unordered_map<sxu::string, unsigned long, NameHash, std::equal_to<sxu::string>,
+                                     sxu::StlAllocator<std::pair<sxu::string const, unsigned long>>>;
 
     ScopeData(Scope& owner, ScopeConfiguration const& configuration);
     /// Destroys the items in insertion order.

@@ -87,9 +87,9 @@ bool SubMatrix::isLocallyEquivalent(ExpressionData const& other) const
     return same != nullptr && mFirst == same->mFirst && mLast == same->mLast;
 }
 
-ExpressionData* SubMatrix::rebuild(Function const&, Expression const* clonedSubExpressions) const
+ExpressionData* SubMatrix::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const
 {
-    return new SubMatrix(clonedSubExpressions[0], Colon(mFirst, mLast));
+    return new SubMatrix(Expression(*clonedSubExpressions[0]), Colon(mFirst, mLast));
 }
 
 } // namespace sxir

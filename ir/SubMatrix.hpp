@@ -43,7 +43,7 @@ protected:
     Expression const* getSubExpression(unsigned long) const override { return &mExpression; }
     void appendText(sxu::string& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
-    ExpressionData* rebuild(Function const& target, Expression const* clonedSubExpressions) const override;
+    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:
     Expression mExpression;

@@ -3,6 +3,7 @@
 #include "ir/Function.hpp"
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
+#include "ir/detail/Rebinding.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -40,10 +41,18 @@ void VariableRef::appendText(sxu::string& out, unsigned long) const
 
 ExpressionData* VariableRef::clone(Function const& target) const
 {
-    auto const* variable = dynamic_cast<Variable const*>(target(mVariable->getName()));
+    if (ExpressionData* shared = detail::RebindCache::findNode(target, *mVariable)) {
+        return shared;
+    }
+    ScopeItem const* item = detail::RebindCache::resolve(target, *mVariable);
+    auto const* variable = item != nullptr && item->getScopeItemType() == ScopeItemType::Variable
+                               ? static_cast<Variable const*>(item)
+                               : nullptr;
     SXU_CHECK(variable != nullptr, "the target function declares no variable of the cloned reference's name");
     // Without the declaration the clone keeps referring to the source's variable.
-    return new VariableRef(variable != nullptr ? *variable : *mVariable);
+    auto* clone = new VariableRef(variable != nullptr ? *variable : *mVariable);
+    detail::RebindCache::keepNode(target, *mVariable, *clone);
+    return clone;
 }
 
 } // namespace sxir

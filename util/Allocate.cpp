@@ -29,9 +29,6 @@ struct FreeBlock {
     FreeBlock* next;
 };
 
-// The hot thread-locals use the initial-exec model: a direct access, no lookup call.
-#define SXU_FAST_TLS __attribute__((tls_model("initial-exec")))
-
 #if defined(SXIR_POOL)
 
 /// Free blocks that threads left behind when they ended, for other threads to reuse.
@@ -55,7 +52,7 @@ struct ThreadPool {
     char* limit;
 };
 
-SXU_FAST_TLS thread_local ThreadPool tPool = {};
+SXIR_FAST_TLS thread_local ThreadPool tPool = {};
 
 /// Hands a thread's free blocks to the depot when the thread ends.
 struct ThreadPoolReturn {
@@ -76,28 +73,28 @@ struct ThreadPoolReturn {
 
 thread_local ThreadPoolReturn tPoolReturn;
 
-void* fromDepot(std::size_t size)
+/// Blocks of `size` bytes that ended threads left, taken all at once; null when there are none.
+FreeBlock* fromDepot(std::size_t size)
 {
     Depot& shared = depot();
     if (!shared.holdsBlocks.load(std::memory_order_acquire)) {
         return nullptr;
     }
     std::lock_guard<std::mutex> lock(shared.mutex);
-    FreeBlock*& head = shared.heads[size / sGranule];
-    FreeBlock* block = head;
-    if (block != nullptr) {
-        head = block->next;
-    }
-    return block;
+    FreeBlock* blocks = shared.heads[size / sGranule];
+    shared.heads[size / sGranule] = nullptr;
+    return blocks;
 }
 
+/// A block from the current chunk; when it runs out, first the depot's blocks, then a new chunk.
 void* carve(std::size_t size)
 {
-    static_cast<void>(&tPoolReturn);
-    if (void* block = fromDepot(size)) {
-        return block;
-    }
     if (static_cast<std::size_t>(tPool.limit - tPool.cursor) < size) {
+        static_cast<void>(&tPoolReturn);
+        if (FreeBlock* blocks = fromDepot(size)) {
+            tPool.heads[size / sGranule] = blocks->next;
+            return blocks;
+        }
         tPool.cursor = static_cast<char*>(::operator new(sChunkBytes));
         tPool.limit = tPool.cursor + sChunkBytes;
     }
@@ -108,10 +105,10 @@ void* carve(std::size_t size)
 
 #endif
 
-SXU_FAST_TLS thread_local AllocationStatistics tStatistics;
+SXIR_FAST_TLS thread_local AllocationStatistics tStatistics;
 
 #if defined(SXIR_FAULT_INJECTION)
-SXU_FAST_TLS thread_local unsigned long tFailCountdown = 0;
+SXIR_FAST_TLS thread_local unsigned long tFailCountdown = 0;
 #endif
 
 void* obtain(std::size_t bytes)

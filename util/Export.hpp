@@ -10,3 +10,11 @@
 #else
 #  define SXIR_API __attribute__((visibility("default")))
 #endif
+
+// For the library's own hot thread-locals: the initial-exec model makes each access
+// a direct one instead of a lookup call.
+#if defined(__GNUC__)
+#  define SXIR_FAST_TLS __attribute__((tls_model("initial-exec")))
+#else
+#  define SXIR_FAST_TLS
+#endif

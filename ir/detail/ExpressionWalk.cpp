@@ -85,41 +85,66 @@ bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b
 
 ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const& target)
 {
-    // Post-order: the clones of a node's sub-expressions wait on `clones` until
-    // the node is rebuilt over them.
+    // Post-order: the clones of a node's sub-expressions wait on `clones`, one
+    // reference each, until the node is rebuilt over them.
     struct Frame {
         ExpressionData const* node;
         unsigned long count;
         unsigned long next;
         unsigned long firstClone;
     };
-    Context const& context = target.getContext();
+    struct Clones {
+        std::vector<ExpressionData*> nodes;
+        ~Clones()
+        {
+            for (ExpressionData* node : nodes) {
+                if (node != nullptr) {
+                    node->releaseReference();
+                }
+            }
+        }
+        void releaseFrom(unsigned long first)
+        {
+            while (nodes.size() > first) {
+                ExpressionData* node = nodes.back();
+                nodes.pop_back();
+                if (node != nullptr) {
+                    node->releaseReference();
+                }
+            }
+        }
+    } clones;
+    clones.nodes.reserve(8);
+
     SmallStack<Frame> stack;
-    std::vector<Expression> clones;
     stack.push(Frame{&root, root.getNumSubExpressions(), 0, 0});
     for (;;) {
         Frame& frame = stack.top();
         if (frame.next < frame.count) {
             ExpressionData const* child = nodeOf(frame.node->getSubExpression(frame.next));
             ++frame.next;
-            if (child == nullptr) {
-                clones.push_back(adopt(context, nullptr));
-            } else if (unsigned long const count = child->getNumSubExpressions()) {
-                stack.push(Frame{child, count, 0, clones.size()});
-            } else {
-                Expression leaf = adopt(context, child->rebuild(target, nullptr));
-                clones.push_back(std::move(leaf));
+            if (child != nullptr && child->getNumSubExpressions() != 0) {
+                stack.push(Frame{child, child->getNumSubExpressions(), 0, clones.nodes.size()});
+                continue;
+            }
+            clones.nodes.push_back(nullptr);
+            if (child != nullptr) {
+                clones.nodes.back() = child->rebuild(target, nullptr);
             }
             continue;
         }
         Frame const done = stack.pop();
-        Expression const* subExpressions = done.count == 0 ? nullptr : &clones[done.firstClone];
-        Expression built = adopt(context, done.node->rebuild(target, subExpressions));
-        clones.erase(clones.begin() + static_cast<long>(done.firstClone), clones.end());
+        ExpressionData* const* subExpressions = done.count == 0 ? nullptr : &clones.nodes[done.firstClone];
+        Expression built = adopt(target.getContext(), done.node->rebuild(target, subExpressions));
+        clones.releaseFrom(done.firstClone);
+        clones.nodes.push_back(nullptr);
+        clones.nodes.back() = built.mData;
+        built.mData = nullptr;
         if (stack.empty()) {
-            return built.getData()->getReference();
+            ExpressionData* result = clones.nodes.back();
+            clones.nodes.pop_back();
+            return result;
         }
-        clones.push_back(std::move(built));
     }
 }
 
@@ -162,8 +187,8 @@ void ExpressionWalk::destroy(ExpressionData* node)
 {
     // Deleting a node releases its sub-expressions, which may reach zero in turn:
     // they queue here and the outermost call deletes them one after the other.
-    thread_local ExpressionData* pending = nullptr;
-    thread_local bool draining = false;
+    SXIR_FAST_TLS thread_local ExpressionData* pending = nullptr;
+    SXIR_FAST_TLS thread_local bool draining = false;
     node->mNextDead = pending;
     pending = node;
     if (draining) {

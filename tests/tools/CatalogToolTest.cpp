@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,11 +30,18 @@ std::string slurp(std::string const& path)
 /// Runs the tool with `arguments` (already shell-quoted where needed).
 ToolRun runTool(std::string const& arguments)
 {
-    std::string const out = ::testing::TempDir() + "catalog_tool.out";
-    std::string const err = ::testing::TempDir() + "catalog_tool.err";
+    // CTest may run several of these at once: each run gets files of its own.
+    static unsigned long runs = 0;
+    std::string const stem = ::testing::TempDir() + "catalog_tool_" + std::to_string(::getpid()) + "_" +
+                             std::to_string(runs++);
+    std::string const out = stem + ".out";
+    std::string const err = stem + ".err";
     std::string const command = std::string("'") + SXIR_CATALOG_TOOL + "' " + arguments + " >'" + out + "' 2>'" + err + "'";
     int const status = std::system(command.c_str());
-    return ToolRun{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+    ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+    std::remove(out.c_str());
+    std::remove(err.c_str());
+    return run;
 }
 
 std::string expectedSample(std::string const& name)
