@@ -9,19 +9,31 @@ namespace sxir {
 
 AssignmentStatement::AssignmentStatement(Function const& function) : StatementShim(function) {}
 
-AssignmentStatement::~AssignmentStatement() = default;
+AssignmentStatement::~AssignmentStatement()
+{
+    for (unsigned long index = 0; index < sNumSides; ++index) {
+        if (isSet(index)) {
+            side(index)->~Expression();
+        }
+    }
+}
 
 Expression const& AssignmentStatement::getExpression(Side side) const
 {
     SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
-    SXU_CHECK(mSides[side].has_value(), "reading an assignment side that was never set");
-    return *mSides[side];
+    SXU_CHECK(isSet(side), "reading an assignment side that was never set");
+    return *this->side(side);
 }
 
 void AssignmentStatement::setExpression(Side side, Expression const& expression)
 {
     SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
-    mSides[side].emplace(expression);
+    if (isSet(side)) {
+        *this->side(side) = expression;
+    } else {
+        new (mStorage[side]) Expression(expression);
+        mSetSides = static_cast<unsigned char>(mSetSides | (1u << side));
+    }
 }
 
 sxu::string AssignmentStatement::asString() const

@@ -4,7 +4,7 @@
 #include "ir/Expression.hpp"
 #include "ir/Statement.hpp"
 
-#include <optional>
+#include <new>
 
 namespace sxir {
 
@@ -32,7 +32,16 @@ public:
     bool localIsEquivalent(AssignmentStatement const& other) const override;
 
 private:
-    std::optional<Expression> mSides[sNumSides];
+    Expression* side(unsigned long index) { return std::launder(reinterpret_cast<Expression*>(mStorage[index])); }
+    Expression const* side(unsigned long index) const
+    {
+        return std::launder(reinterpret_cast<Expression const*>(mStorage[index]));
+    }
+    bool isSet(unsigned long index) const { return (mSetSides & (1u << index)) != 0; }
+
+    // A side's handle lives in its storage once set; bit i of mSetSides tells which are.
+    unsigned char mSetSides = 0;
+    alignas(Expression) unsigned char mStorage[sNumSides][sizeof(Expression)];
 };
 
 } // namespace sxir

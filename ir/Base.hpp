@@ -3,7 +3,8 @@
 
 #include "util/Allocate.hpp"
 #include "util/Export.hpp"
-#include "util/Vector.hpp"
+
+#include <cstdint>
 
 namespace sxir {
 
@@ -12,18 +13,18 @@ class GenericAuxiliaryData;
 
 class SXIR_API Base : public sxu::AllocatorBase {
 public:
-    explicit Base(Context const& context) : mContext(&context) {}
+    explicit Base(Context const& context) : mContext(reinterpret_cast<std::uintptr_t>(&context)) {}
     Base(Base const&) = delete;
     Base& operator=(Base const&) = delete;
     /// Destroys the attached auxiliary data, first attached first.
     virtual ~Base()
     {
-        if (mAuxiliaryData != nullptr) {
+        if ((mContext & sHasAuxiliaryData) != 0) {
             destroyAuxiliaryData();
         }
     }
 
-    Context const& getContext() const { return *mContext; }
+    Context const& getContext() const { return *reinterpret_cast<Context const*>(mContext & ~sHasAuxiliaryData); }
 
     /// Takes ownership of `data` (also when attaching fails); null is ignored.
     void attachGenericAuxiliaryData(GenericAuxiliaryData* data);
@@ -34,8 +35,10 @@ public:
 private:
     void destroyAuxiliaryData() noexcept;
 
-    Context const* mContext;
-    sxu::vector<GenericAuxiliaryData*>* mAuxiliaryData = nullptr;
+    // Few objects carry auxiliary data, so it lives in a table beside them and
+    // the lowest bit of the (aligned) context pointer tells whether there is any.
+    static constexpr std::uintptr_t sHasAuxiliaryData = 1;
+    std::uintptr_t mContext;
 };
 
 } // namespace sxir
