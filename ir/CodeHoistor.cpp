@@ -7,6 +7,7 @@
 #include "ir/Scope.hpp"
 #include "ir/detail/SmallStack.hpp"
 #include "ir/detail/StatementWalk.hpp"
+#include "util/Assertion.hpp"
 
 #include <memory>
 #include <typeinfo>
@@ -79,6 +80,9 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
     detail::SmallStack<Frame> stack;
     auto const enter = [&stack](StatementList& owner, Position at) {
         IfStatement* statement = detail::asIf(*at);
+        if (statement == nullptr) {
+            return false;
+        }
         StatementList& trueBranch = branchList(*statement, true);
         if (trueBranch.empty()) {
             return false;
@@ -86,6 +90,7 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
         stack.push(Frame{&owner, at, statement, trueBranch.begin(), Position(), false, false});
         return true;
     };
+    SXU_CHECK(detail::asIf(*position) != nullptr, "hoisting out of a statement that is not an if statement");
     if (!enter(list, position)) {
         return false;
     }

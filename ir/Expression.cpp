@@ -73,16 +73,11 @@ Expression::Expression(sxu::DataTypeId::Type id, void const* value)
 
 Expression::Expression(ExpressionData const& data) : IrObject(data.getContext()), mData(data.getReference()) {}
 
-Expression::Expression(Expression const& other) : IrObject(other.getContext()), mData(other.mData)
+Expression::Expression(Expression const& other) noexcept : IrObject(other.getContext()), mData(other.mData)
 {
     if (mData != nullptr) {
         mData->getReference();
     }
-}
-
-Expression::Expression(Expression&& other) noexcept : IrObject(other.getContext()), mData(other.mData)
-{
-    other.mData = nullptr;
 }
 
 Expression::Expression(ScopeItem const& item) : IrObject(item.getContext()), mData(item.createExpressionData()) {}
@@ -111,7 +106,7 @@ Expression::~Expression()
     }
 }
 
-Expression& Expression::operator=(Expression const& other)
+Expression& Expression::operator=(Expression const& other) noexcept
 {
     // The new node is referenced first, so assigning a handle to itself is harmless.
     ExpressionData* previous = mData;
@@ -125,19 +120,6 @@ Expression& Expression::operator=(Expression const& other)
     return *this;
 }
 
-Expression& Expression::operator=(Expression&& other) noexcept
-{
-    if (this != &other) {
-        ExpressionData* previous = mData;
-        mData = other.mData;
-        other.mData = nullptr;
-        if (previous != nullptr) {
-            previous->releaseReference();
-        }
-    }
-    return *this;
-}
-
 void Expression::setSizeData(unsigned long const& value)
 {
     mData = new ScalarConstant<int>(getContext(), static_cast<int>(static_cast<unsigned int>(value)));
@@ -145,31 +127,37 @@ void Expression::setSizeData(unsigned long const& value)
 
 sxu::string Expression::asString() const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return mData->asString();
 }
 
 bool Expression::isLValue() const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return mData->isLValue();
 }
 
 Function const* Expression::resolveFunction() const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return mData->resolveFunction();
 }
 
 Type const* Expression::getGenericType() const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return mData->getGenericType();
 }
 
 bool Expression::isEquivalent(Expression const& other) const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return mData->isEquivalent(*other.mData);
 }
 
 Expression Expression::clone(Function const& target) const
 {
+    SXU_CHECK(mData != nullptr, "the expression holds no node");
     return Expression(target.getContext(), mData->clone(target), Adopt());
 }
 

@@ -48,9 +48,7 @@ public:
 
     /// Shares `data`.
     explicit Expression(ExpressionData const& data);
-    Expression(Expression const& other);
-    /// Leaves `other` without a node.
-    Expression(Expression&& other) noexcept;
+    Expression(Expression const& other) noexcept;
     /// A use of the declaration `item` (a variable or function reference).
     Expression(ScopeItem const& item);
     Expression(OpId::Type op, Expression const& operand);
@@ -60,8 +58,7 @@ public:
     ~Expression() override;
 
     /// Rebinds the handle to `other`'s node; never writes an assignment.
-    Expression& operator=(Expression const& other);
-    Expression& operator=(Expression&& other) noexcept;
+    Expression& operator=(Expression const& other) noexcept;
 
     ExpressionData const* getData() const { return mData; }
     sxu::string asString() const;

@@ -108,6 +108,12 @@ void Function::initializeFunctionScopes()
     }
 }
 
+FunctionSignature const& Function::getSignature() const
+{
+    SXU_CHECK(mSignature != nullptr, "the function has no signature before setSignature");
+    return *mSignature;
+}
+
 Scope& Function::getFunctionScope(FunctionScopeType::Type kind)
 {
     SXU_CHECK(kind < FunctionScopeType::Count, "function scope kind out of range");

@@ -29,7 +29,7 @@ public:
     void initializeFunctionScopes();
     void finalizeFunctionScopes() { mScopesFinalized = true; }
     bool hasSignature() const { return mSignature != nullptr; }
-    FunctionSignature const& getSignature() const { return *mSignature; }
+    FunctionSignature const& getSignature() const;
 
     Scope& getFunctionScope(FunctionScopeType::Type kind);
     Scope const& getFunctionScope(FunctionScopeType::Type kind) const;

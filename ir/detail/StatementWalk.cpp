@@ -130,16 +130,18 @@ bool StatementWalk::equivalentIfs(IfStatement const& a, IfStatement const& b)
 
 void StatementWalk::copyInto(CompoundStatement& target, CompoundStatement const& source)
 {
-    // Every copy joins its target list before its branches are filled, so an
-    // exception leaves nothing unowned behind.
+    // The copies are made into a list of their own and moved over at the end: the
+    // source is never walked while it grows, even when the target is the source or
+    // one of its branches, and a failure leaves the target as it was.
     struct Frame {
         ConstPosition next;
         ConstPosition end;
         CompoundStatement* target;
     };
     Function const& function = target.getFunction();
+    CompoundStatement copies(function);
     SmallStack<Frame> stack;
-    stack.push(Frame{source.getStatementList().begin(), source.getStatementList().end(), &target});
+    stack.push(Frame{source.getStatementList().begin(), source.getStatementList().end(), &copies});
     while (!stack.empty()) {
         Frame& frame = stack.top();
         if (frame.next == frame.end) {
@@ -156,6 +158,7 @@ void StatementWalk::copyInto(CompoundStatement& target, CompoundStatement const&
             list.appendStatement(statement->clone(function));
             continue;
         }
+        // The copy joins its list before its branches are filled, so nothing is left unowned.
         std::unique_ptr<IfStatement> copy(new IfStatement(function));
         copy->setExpression(nested->getExpression().clone(function));
         IfStatement& added = *copy;
@@ -165,6 +168,7 @@ void StatementWalk::copyInto(CompoundStatement& target, CompoundStatement const&
             stack.push(Frame{statements.begin(), statements.end(), &added.getStatements(branch)});
         }
     }
+    target.getStatementList().splice(target.getStatementList().end(), copies.getStatementList());
 }
 
 void StatementWalk::destroyAll(sxu::list<Statement*>& statements) noexcept

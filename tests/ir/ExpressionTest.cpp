@@ -68,6 +68,11 @@ TEST_F(ExpressionTest, HandlesShareOneCountedNodeAndAssignmentRebinds)
     solo = alias;
     EXPECT_EQ(count(solo), 1);
     EXPECT_EQ(solo.asString(), "2.5");
+
+    // A handle is never left empty: moving from it copies.
+    Expression moved(std::move(solo));
+    EXPECT_EQ(solo.asString(), "2.5");
+    EXPECT_EQ(count(moved), 2);
 }
 
 TEST_F(ExpressionTest, StarAssignmentAppendsToTheLeftFunctionElseTheRight)

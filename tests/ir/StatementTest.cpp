@@ -116,6 +116,17 @@ TEST_F(StatementTest, CopyInAppendsClonesOfWrittenStatementsOnly)
     EXPECT_EQ(copiedIf.getExpression().resolveFunction(), &g);
     EXPECT_EQ(&copiedIf.getStatements(true).getStatementList().front()->getFunction(), &g);
 
+    // A list copied into itself, or into one of its own branches, is copied as it was.
+    CompoundStatement& body = f.getStatements();
+    body.appendStatement(assign(y, a));
+    auto* branching = ifOf(a > b, {assign(y, b)});
+    body.appendStatement(branching);
+    std::string const once = body.asString();
+    body.copyIn(body);
+    EXPECT_EQ(body.asString(), once + once);
+    branching->getStatements(false).copyIn(body);
+    EXPECT_EQ(branching->getStatements(false).getStatementList().size(), 4u);
+
     CompoundStatement onlyGenerated(f);
     onlyGenerated.appendStatement(assign(y, a, true));
     CompoundStatement empty(g);
