@@ -14,12 +14,11 @@ namespace {
 using AuxiliaryList = sxu::vector<GenericAuxiliaryData*>;
 
 /// The auxiliary data of every object that has some, in attachment order. Objects
-/// of different contexts may live in different threads, hence the lock.
+/// of different contexts may live in different threads, hence the lock. The table
+/// is process bookkeeping, not part of any context, so it uses the standard heap.
 struct AuxiliaryTable {
     std::mutex mutex;
-    std::unordered_map<Base const*, AuxiliaryList*, std::hash<Base const*>, std::equal_to<Base const*>,
-                       sxu::StlAllocator<std::pair<Base const* const, AuxiliaryList*>>>
-        lists;
+    std::unordered_map<Base const*, AuxiliaryList*> lists;
 };
 
 AuxiliaryTable& auxiliaryTable()
@@ -57,16 +56,16 @@ void Base::attachGenericAuxiliaryData(GenericAuxiliaryData* data)
     std::unique_ptr<GenericAuxiliaryData> owned(data);
     AuxiliaryTable& table = auxiliaryTable();
     std::lock_guard<std::mutex> lock(table.mutex);
-    AuxiliaryList*& list = table.lists[this];
-    if (list == nullptr) {
-        try {
-            list = new AuxiliaryList();
-        } catch (...) {
-            table.lists.erase(this);
-            throw;
-        }
+    auto const found = table.lists.find(this);
+    if (found != table.lists.end()) {
+        found->second->push_back(owned.get());
+    } else {
+        // The table gains an entry only once its list holds the data.
+        std::unique_ptr<AuxiliaryList> list(new AuxiliaryList());
+        list->push_back(owned.get());
+        table.lists.emplace(this, list.get());
+        list.release();
     }
-    list->push_back(owned.get());
     owned.release();
     mContext |= sHasAuxiliaryData;
 }

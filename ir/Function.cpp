@@ -52,7 +52,7 @@ template <class T>
 void keepReplaced(sxu::vector<T*>& replaced, std::unique_ptr<T>& owned)
 {
     if (owned) {
-        replaced.reserve(replaced.size() + 1);
+        replaced.reserveMore(1);
         replaced.push_back(owned.release());
     }
 }
@@ -151,7 +151,7 @@ void Function::If(Expression const& condition)
     std::unique_ptr<IfStatement> statement(new IfStatement(*this));
     statement->setExpression(condition);
     IfStatement& added = *statement;
-    mStack.reserve(mStack.size() + 2);
+    mStack.reserveMore(2);
     append(statement.release());
     pushStatements(added.getStatements(false), 1);
     pushStatements(added.getStatements(true), 2);

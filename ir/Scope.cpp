@@ -69,7 +69,7 @@ ScopeItem* Scope::adopt(std::unique_ptr<ScopeItem> item)
         context.reportError(ErrorId::InvalidScopeItemType, ScopeItem::typeToString(type), none, none, none);
     }
     unsigned long const id = mData->mItems.size();
-    mData->mItems.reserve(id + 1);
+    mData->mItems.reserveMore(1);
     mData->mIndex.emplace(name, id);
     item->setId(id);
     mData->mItems.push_back(item.get());

@@ -3,6 +3,7 @@
 #include "ir/Function.hpp"
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
+#include "ir/detail/ExpressionWalk.hpp"
 #include "ir/detail/Rebinding.hpp"
 #include "util/Assertion.hpp"
 
@@ -50,9 +51,11 @@ ExpressionData* VariableRef::clone(Function const& target) const
                                : nullptr;
     SXU_CHECK(variable != nullptr, "the target function declares no variable of the cloned reference's name");
     // Without the declaration the clone keeps referring to the source's variable.
-    auto* clone = new VariableRef(variable != nullptr ? *variable : *mVariable);
-    detail::RebindCache::keepNode(target, *mVariable, *clone);
-    return clone;
+    Expression const clone =
+        detail::ExpressionWalk::adopt(target.getContext(), new VariableRef(variable != nullptr ? *variable : *mVariable));
+    ExpressionData& node = const_cast<ExpressionData&>(*clone.getData());
+    detail::RebindCache::keepNode(target, *mVariable, node);
+    return node.getReference();
 }
 
 } // namespace sxir

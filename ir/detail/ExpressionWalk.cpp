@@ -94,27 +94,17 @@ ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const
         unsigned long firstClone;
     };
     struct Clones {
-        std::vector<ExpressionData*> nodes;
-        ~Clones()
-        {
-            for (ExpressionData* node : nodes) {
-                if (node != nullptr) {
-                    node->releaseReference();
-                }
-            }
-        }
+        SmallStack<ExpressionData*> nodes;
+        ~Clones() { releaseFrom(0); }
         void releaseFrom(unsigned long first)
         {
             while (nodes.size() > first) {
-                ExpressionData* node = nodes.back();
-                nodes.pop_back();
-                if (node != nullptr) {
+                if (ExpressionData* node = nodes.pop()) {
                     node->releaseReference();
                 }
             }
         }
     } clones;
-    clones.nodes.reserve(8);
 
     SmallStack<Frame> stack;
     stack.push(Frame{&root, root.getNumSubExpressions(), 0, 0});
@@ -127,9 +117,9 @@ ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const
                 stack.push(Frame{child, child->getNumSubExpressions(), 0, clones.nodes.size()});
                 continue;
             }
-            clones.nodes.push_back(nullptr);
+            clones.nodes.push(nullptr);
             if (child != nullptr) {
-                clones.nodes.back() = child->rebuild(target, nullptr);
+                clones.nodes.top() = child->rebuild(target, nullptr);
             }
             continue;
         }
@@ -137,13 +127,11 @@ ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const
         ExpressionData* const* subExpressions = done.count == 0 ? nullptr : &clones.nodes[done.firstClone];
         Expression built = adopt(target.getContext(), done.node->rebuild(target, subExpressions));
         clones.releaseFrom(done.firstClone);
-        clones.nodes.push_back(nullptr);
-        clones.nodes.back() = built.mData;
+        clones.nodes.push(nullptr);
+        clones.nodes.top() = built.mData;
         built.mData = nullptr;
         if (stack.empty()) {
-            ExpressionData* result = clones.nodes.back();
-            clones.nodes.pop_back();
-            return result;
+            return clones.nodes.pop();
         }
     }
 }

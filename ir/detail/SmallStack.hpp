@@ -1,40 +1,52 @@
-// A stack that keeps its first N entries inline, for the explicit-stack walks.
+// A contiguous stack that keeps its first N entries inline, for the explicit-stack walks.
 #pragma once
 
+#include <cstring>
+#include <type_traits>
 #include <vector>
 
 namespace sxir {
 namespace detail {
 
-/// T must be trivially copyable; entries beyond N spill to the heap.
+/// T must be trivially copyable. Beyond N entries everything moves to the heap.
 template <class T, unsigned long N = 32>
 class SmallStack {
+    static_assert(std::is_trivially_copyable<T>::value, "entries are copied as bytes");
+
 public:
+    SmallStack() = default;
+    SmallStack(SmallStack const&) = delete;
+    SmallStack& operator=(SmallStack const&) = delete;
+
     bool empty() const { return mSize == 0; }
-    T& top() { return mSize <= N ? mInline[mSize - 1] : mSpill[mSize - N - 1]; }
+    unsigned long size() const { return mSize; }
+    T& top() { return mData[mSize - 1]; }
+    T& operator[](unsigned long index) { return mData[index]; }
     void push(T const& value)
     {
-        if (mSize < N) {
-            mInline[mSize] = value;
-        } else {
-            mSpill.push_back(value);
+        if (mSize == mCapacity) {
+            grow();
         }
-        ++mSize;
+        mData[mSize++] = value;
     }
-    T pop()
-    {
-        T value = top();
-        if (mSize > N) {
-            mSpill.pop_back();
-        }
-        --mSize;
-        return value;
-    }
+    T pop() { return mData[--mSize]; }
 
 private:
+    void grow()
+    {
+        mHeap.resize(mCapacity * 2);
+        if (mData == mInline) {
+            std::memcpy(static_cast<void*>(mHeap.data()), mInline, sizeof mInline);
+        }
+        mData = mHeap.data();
+        mCapacity = mHeap.size();
+    }
+
     T mInline[N];
-    std::vector<T> mSpill;
+    std::vector<T> mHeap;
+    T* mData = mInline;
     unsigned long mSize = 0;
+    unsigned long mCapacity = N;
 };
 
 } // namespace detail
