@@ -93,7 +93,14 @@ struct Bodies {
     }
 };
 
-bool equivalentLists(sxu::list<sxir::Statement*> const& a, sxu::list<sxir::Statement*> const& b)
+// What each workload times is one function named measured*, kept out of line, so
+// that a profiler can collect exactly that, e.g.
+//     valgrind --tool=callgrind --toggle-collect='*measuredPrint*' sxir_bench --benchmark_filter=...
+#define SXIR_BENCH_MEASURED __attribute__((noinline))
+
+/// The two lists compared statement by statement.
+SXIR_BENCH_MEASURED bool measuredEquivalence(sxu::list<sxir::Statement*> const& a,
+                                             sxu::list<sxir::Statement*> const& b)
 {
     if (a.size() != b.size()) {
         return false;
@@ -104,6 +111,41 @@ bool equivalentLists(sxu::list<sxir::Statement*> const& a, sxu::list<sxir::State
         }
     }
     return true;
+}
+
+SXIR_BENCH_MEASURED void measuredBuild(std::vector<std::vector<Expression>> const& locals, long size)
+{
+    for (auto const& v : locals) {
+        writeStatements(v, 0, size);
+    }
+}
+
+SXIR_BENCH_MEASURED std::size_t measuredPrint(std::vector<sxir::Function*> const& functions)
+{
+    std::size_t length = 0;
+    for (sxir::Function const* function : functions) {
+        std::string const text = function->asString();
+        benchmark::DoNotOptimize(text.data());
+        length = text.size();
+    }
+    return length;
+}
+
+SXIR_BENCH_MEASURED void measuredClone(sxir::Scope& target, std::vector<sxir::Function*> const& functions)
+{
+    for (sxir::Function const* function : functions) {
+        benchmark::DoNotOptimize(target.copyGenericItemIn(*function));
+    }
+}
+
+SXIR_BENCH_MEASURED void measuredDestroy(std::unique_ptr<sxir::Context>& context)
+{
+    context.reset();
+}
+
+SXIR_BENCH_MEASURED void measuredHoist(sxir::Module& module)
+{
+    sxir::CodeHoistor().analyze(module);
 }
 
 void runBuild(benchmark::State& state, long size)
@@ -118,9 +160,7 @@ void runBuild(benchmark::State& state, long size)
             locals.push_back(localsOf(addFunction(module, "f" + std::to_string(i))));
         }
         state.ResumeTiming();
-        for (auto const& v : locals) {
-            writeStatements(v, 0, size);
-        }
+        measuredBuild(locals, size);
         state.PauseTiming();
         locals.clear();
         context.reset();
@@ -136,11 +176,7 @@ void runPrint(benchmark::State& state, long size)
     });
     std::size_t length = 0;
     for (auto _ : state) {
-        for (sxir::Function const* function : bodies.functions) {
-            std::string const text = function->asString();
-            benchmark::DoNotOptimize(text.data());
-            length = text.size();
-        }
+        length = measuredPrint(bodies.functions);
     }
     state.counters["bytes_per_stmt_text"] = static_cast<double>(length) / static_cast<double>(size);
     bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
@@ -174,7 +210,7 @@ void runEquivalence(benchmark::State& state, long size)
     long const count = static_cast<long>(pairs.firsts.size());
     for (auto _ : state) {
         for (long i = 0; i < count; ++i) {
-            bool const same = equivalentLists(pairs.firsts[i]->getStatementList(),
+            bool const same = measuredEquivalence(pairs.firsts[i]->getStatementList(),
                                               pairs.bodies.functions[i]->getStatements().getStatementList());
             if (!same) {
                 state.SkipWithError("the two bodies are not equivalent");
@@ -205,9 +241,7 @@ void runClone(benchmark::State& state, long size)
         std::unique_ptr<sxir::Context> other = newContext();
         sxir::Scope& target = addModule(*other, "copy").getModuleScope();
         state.ResumeTiming();
-        for (sxir::Function const* function : bodies.functions) {
-            benchmark::DoNotOptimize(target.copyGenericItemIn(*function));
-        }
+        measuredClone(target, bodies.functions);
         state.PauseTiming();
         other.reset();
         state.ResumeTiming();
@@ -223,7 +257,7 @@ void runDestroy(benchmark::State& state, long size)
         auto* bodies = new Bodies(count, size);
         state.ResumeTiming();
         // Deleting the context deletes its module, the functions and their bodies.
-        bodies->context.reset();
+        measuredDestroy(bodies->context);
         state.PauseTiming();
         delete bodies;
         state.ResumeTiming();
@@ -280,7 +314,7 @@ void runHoist(benchmark::State& state, long n)
             writeHoistable(addFunction(module, "f" + std::to_string(i)), n);
         }
         state.ResumeTiming();
-        sxir::CodeHoistor().analyze(module);
+        measuredHoist(module);
         state.PauseTiming();
         if (!checked) {
             // Every assignment moves out, and the emptied if goes.
