@@ -1,0 +1,352 @@
+// Speed and memory of sxir on the shared workload (see Workload.hpp): building a
+// function body through the client API, printing it, comparing two bodies,
+// cloning the function into another context, destroying it, hoisting the common
+// assignments out of an if, and the bytes a statement takes.
+//
+// Everything runs on the calling thread's ordinary stack: the library walks
+// statements and expressions with explicit stacks and must not need more.
+#include "bench/Workload.hpp"
+
+#include "ir/sxir.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using sxir::Expression;
+
+sxir::ThrowingRuntimeEnvironment const& environment()
+{
+    static sxir::ThrowingRuntimeEnvironment const env;
+    return env;
+}
+
+std::unique_ptr<sxir::Context> newContext()
+{
+    return std::unique_ptr<sxir::Context>(sxir::Context::create(environment()));
+}
+
+sxir::Module& addModule(sxir::Context& context, char const* name)
+{
+    return *context.getGlobalScope().addScopeItem<sxir::Module>(name);
+}
+
+/// A function without parameters and with the locals v0..v63, all real_T.
+sxir::Function& addFunction(sxir::Module& module, std::string const& name)
+{
+    sxir::Context const& context = module.getContext();
+    sxir::FunctionSignature const signature(context);
+    auto* function = module.getModuleScope().addScopeItem<sxir::Function>(name);
+    function->setSignature(signature);
+    sxir::Scope& locals = function->getFunctionScope(sxir::FunctionScopeType::Local);
+    auto const& real = context.getBuiltinType(sxu::DataTypeId::Real);
+    for (unsigned i = 0; i < bench::kLocals; ++i) {
+        locals.addScopeItem<sxir::Variable>(bench::localName(i))->setType(real);
+    }
+    return *function;
+}
+
+/// Handles on the locals, made once per body as a client would.
+std::vector<Expression> localsOf(sxir::Function const& function)
+{
+    std::vector<Expression> v;
+    v.reserve(bench::kLocals);
+    for (unsigned i = 0; i < bench::kLocals; ++i) {
+        v.emplace_back(*function(bench::localName(i)));
+    }
+    return v;
+}
+
+/// Appends statements first..last-1 of the workload to the function of `v`.
+void writeStatements(std::vector<Expression> const& v, long first, long last)
+{
+    for (long k = first; k < last; ++k) {
+        bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
+        *v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
+    }
+}
+
+/// Writes statements last-1 down to first.
+void writeStatementsReversed(std::vector<Expression> const& v, long first, long last)
+{
+    for (long k = last; k-- > first;) {
+        bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
+        *v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
+    }
+}
+
+/// A context with one module "m" holding `count` functions f0.. of `size` statements each.
+struct Bodies {
+    std::unique_ptr<sxir::Context> context;
+    sxir::Module* module = nullptr;
+    std::vector<sxir::Function*> functions;
+
+    Bodies(long count, long size) : context(newContext()), module(&addModule(*context, "m"))
+    {
+        for (long i = 0; i < count; ++i) {
+            sxir::Function& function = addFunction(*module, "f" + std::to_string(i));
+            writeStatements(localsOf(function), 0, size);
+            functions.push_back(&function);
+        }
+    }
+};
+
+// What each workload times is one function named measured*, kept out of line, so
+// that a profiler can collect exactly that, e.g.
+//     valgrind --tool=callgrind --toggle-collect='*measuredPrint*' sxir_bench --benchmark_filter=...
+#define SXIR_BENCH_MEASURED __attribute__((noinline))
+
+/// The two lists compared statement by statement.
+SXIR_BENCH_MEASURED bool measuredEquivalence(sxu::list<sxir::Statement*> const& a,
+                                             sxu::list<sxir::Statement*> const& b)
+{
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (auto left = a.begin(), right = b.begin(); left != a.end(); ++left, ++right) {
+        if (!(*left)->isEquivalent(**right)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+SXIR_BENCH_MEASURED void measuredBuild(std::vector<std::vector<Expression>> const& locals, long size)
+{
+    for (auto const& v : locals) {
+        writeStatements(v, 0, size);
+    }
+}
+
+SXIR_BENCH_MEASURED std::size_t measuredPrint(std::vector<sxir::Function*> const& functions)
+{
+    std::size_t length = 0;
+    for (sxir::Function const* function : functions) {
+        std::string const text = function->asString();
+        benchmark::DoNotOptimize(text.data());
+        length = text.size();
+    }
+    return length;
+}
+
+SXIR_BENCH_MEASURED void measuredClone(sxir::Scope& target, std::vector<sxir::Function*> const& functions)
+{
+    for (sxir::Function const* function : functions) {
+        benchmark::DoNotOptimize(target.copyGenericItemIn(*function));
+    }
+}
+
+SXIR_BENCH_MEASURED void measuredDestroy(std::unique_ptr<sxir::Context>& context)
+{
+    context.reset();
+}
+
+SXIR_BENCH_MEASURED void measuredHoist(sxir::Module& module)
+{
+    sxir::CodeHoistor().analyze(module);
+}
+
+void runBuild(benchmark::State& state, long size)
+{
+    long const count = bench::bodiesPerIteration(size);
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<sxir::Context> context = newContext();
+        sxir::Module& module = addModule(*context, "m");
+        std::vector<std::vector<Expression>> locals;
+        for (long i = 0; i < count; ++i) {
+            locals.push_back(localsOf(addFunction(module, "f" + std::to_string(i))));
+        }
+        state.ResumeTiming();
+        measuredBuild(locals, size);
+        state.PauseTiming();
+        locals.clear();
+        context.reset();
+        state.ResumeTiming();
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
+void runPrint(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("print/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    std::size_t length = 0;
+    for (auto _ : state) {
+        length = measuredPrint(bodies.functions);
+    }
+    state.counters["bytes_per_stmt_text"] = static_cast<double>(length) / static_cast<double>(size);
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+/// Pairs of independently built bodies over the same locals: the first of a pair
+/// is built in a function and then moved to a list of its own, the second is
+/// built in the function with fresh handles on the locals, so the two share no
+/// expression node. (Variable references are equivalent only to references to
+/// the very same variable, so both must use the same locals.)
+struct BodyPairs {
+    Bodies bodies;
+    std::vector<std::unique_ptr<sxir::CompoundStatement>> firsts;
+
+    BodyPairs(long count, long size) : bodies(count, size)
+    {
+        for (sxir::Function* function : bodies.functions) {
+            firsts.emplace_back(new sxir::CompoundStatement(*function));
+            auto& moved = firsts.back()->getStatementList();
+            moved.splice(moved.end(), function->getStatements().getStatementList());
+            writeStatements(localsOf(*function), 0, size);
+        }
+    }
+};
+
+void runEquivalence(benchmark::State& state, long size)
+{
+    BodyPairs const& pairs = bench::reuse<BodyPairs>("equivalence/" + std::to_string(size), [size] {
+        return std::make_unique<BodyPairs>(bench::bodiesPerIteration(size), size);
+    });
+    long const count = static_cast<long>(pairs.firsts.size());
+    for (auto _ : state) {
+        for (long i = 0; i < count; ++i) {
+            bool const same = measuredEquivalence(pairs.firsts[i]->getStatementList(),
+                                              pairs.bodies.functions[i]->getStatements().getStatementList());
+            if (!same) {
+                state.SkipWithError("the two bodies are not equivalent");
+                return;
+            }
+        }
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
+void runClone(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("clone/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    {
+        // The clone must print as its source does.
+        std::unique_ptr<sxir::Context> other = newContext();
+        sxir::Scope& target = addModule(*other, "copy").getModuleScope();
+        sxir::Function const& source = *bodies.functions.front();
+        if (target.copyGenericItemIn(source)->asString() != source.asString()) {
+            state.SkipWithError("the clone differs from its source");
+            return;
+        }
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<sxir::Context> other = newContext();
+        sxir::Scope& target = addModule(*other, "copy").getModuleScope();
+        state.ResumeTiming();
+        measuredClone(target, bodies.functions);
+        state.PauseTiming();
+        other.reset();
+        state.ResumeTiming();
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+void runDestroy(benchmark::State& state, long size)
+{
+    long const count = bench::bodiesPerIteration(size);
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto* bodies = new Bodies(count, size);
+        state.ResumeTiming();
+        // Deleting the context deletes its module, the functions and their bodies.
+        measuredDestroy(bodies->context);
+        state.PauseTiming();
+        delete bodies;
+        state.ResumeTiming();
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
+void runMemory(benchmark::State& state, long size)
+{
+    // Meant as the first build of a fresh process: the allocator's pools then hold
+    // no free blocks, so what the C heap hands out is what the body needs.
+    for (auto _ : state) {
+        std::unique_ptr<sxir::Context> context = newContext();
+        sxir::Function& function = addFunction(addModule(*context, "m"), "f");
+        std::vector<Expression> const v = localsOf(function);
+        long const poolBefore = sxu::Allocate::getStatistics().bytesInUse;
+        long const heapBefore = bench::mallocBytesInUse();
+        writeStatements(v, 0, size);
+        long const poolAfter = sxu::Allocate::getStatistics().bytesInUse;
+        long const heapAfter = bench::mallocBytesInUse();
+        state.counters["alloc_bytes_per_stmt"] =
+            static_cast<double>(poolAfter - poolBefore) / static_cast<double>(size);
+        state.counters["malloc_bytes_per_stmt"] =
+            static_cast<double>(heapAfter - heapBefore) / static_cast<double>(size);
+        state.PauseTiming();
+        context.reset();
+        state.ResumeTiming();
+    }
+}
+
+/// One function whose body is one if statement with statements 0..n-1 in its true
+/// branch and the same statements, in reverse order, in its false branch.
+void writeHoistable(sxir::Function& function, long n)
+{
+    std::vector<Expression> const v = localsOf(function);
+    function.If(v[0] > 0.0);
+    writeStatements(v, 0, n);
+    function.Else();
+    writeStatementsReversed(v, 0, n);
+    function.End();
+}
+
+void runHoist(benchmark::State& state, long n)
+{
+    // Several functions per module when n is small, one module in all; the pass
+    // handles them one after the other.
+    long const count = bench::bodiesPerIteration(n);
+    bool checked = false;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<sxir::Context> context = newContext();
+        sxir::Module& module = addModule(*context, "m");
+        for (long i = 0; i < count; ++i) {
+            writeHoistable(addFunction(module, "f" + std::to_string(i)), n);
+        }
+        state.ResumeTiming();
+        measuredHoist(module);
+        state.PauseTiming();
+        if (!checked) {
+            // Every assignment moves out, and the emptied if goes.
+            auto const* first = static_cast<sxir::Function*>(module.getModuleScope().getGenericScopeItem(0));
+            auto const& body = first->getStatements().getStatementList();
+            if (static_cast<long>(body.size()) != n || body.front()->getStatementType() != sxir::StatementType::Assignment) {
+                state.SkipWithError("hoisting left something behind");
+                return;
+            }
+            checked = true;
+        }
+        context.reset();
+        state.ResumeTiming();
+    }
+    // Time per function, and per hoisted pair of assignments.
+    state.counters["ms_per_function"] =
+        benchmark::Counter(static_cast<double>(count) * static_cast<double>(state.iterations()) / 1e3,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    bench::setStatementCounters(state, count * n);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    bench::registerSizes("sxir", "build", runBuild);
+    bench::registerSizes("sxir", "print", runPrint);
+    bench::registerSizes("sxir", "equivalence", runEquivalence);
+    bench::registerSizes("sxir", "clone", runClone);
+    bench::registerSizes("sxir", "destroy", runDestroy);
+    bench::registerSizes("sxir", "memory", runMemory);
+    bench::registerWorkload("sxir", "hoist", bench::kHoistSizes,
+                            sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0], runHoist);
+    return bench::runBenchmarks(argc, argv);
+}

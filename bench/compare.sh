@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Builds the benchmark programs (preset "bench", Release), runs sxir, Halide 14 and
+# LLVM 14 on the same workload in this one invocation, and prints one markdown
+# table: CPU-time medians per statement, the ratios of sxir to each peer, bytes
+# per statement, and the hoisting times.
+#
+# The peers are built when their Debian packages are installed:
+#     apt-get install -y libhalide14-0-dev llvm-14-dev
+# A peer that is missing shows as "n/a".
+#
+# Environment:
+#     SXIR_BENCH_SIZES        statements per body      (default "1000 10000 100000 1000000")
+#     SXIR_BENCH_HOIST_SIZES  assignments per branch   (default "1000 10000 30000"; "" skips hoisting;
+#                             100000 is there too, at over a minute per repetition)
+#     SXIR_BENCH_REPETITIONS  repetitions, medians     (default 5)
+# A quick run: SXIR_BENCH_SIZES=10000 SXIR_BENCH_HOIST_SIZES=1000 SXIR_BENCH_REPETITIONS=3 bench/compare.sh
+#
+# The default run takes about five minutes on two cores, most of it LLVM at a
+# million statements.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+sizes=${SXIR_BENCH_SIZES-1000 10000 100000 1000000}
+hoist_sizes=${SXIR_BENCH_HOIST_SIZES-1000 10000 30000}
+repetitions=${SXIR_BENCH_REPETITIONS:-5}
+
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+
+echo "building the bench preset ..." >&2
+if ! { cmake --preset bench && cmake --build --preset bench; } >"$out/build.log" 2>&1; then
+    cat "$out/build.log" >&2
+    exit 1
+fi
+bin=build/bench/bench
+
+libraries=(sxir)
+for peer in halide llvm; do
+    if [ -x "$bin/${peer}_bench" ]; then
+        libraries+=("$peer")
+    else
+        echo "no $bin/${peer}_bench: its package is not installed, its columns stay empty" >&2
+    fi
+done
+
+# run LIBRARY NAME FILTER [ARGS...]: one benchmark process, its results in $out/NAME.json.
+run() {
+    local library=$1 name=$2 filter=$3
+    shift 3
+    echo "  $name" >&2
+    if ! "$bin/${library}_bench" --benchmark_filter="$filter" --benchmark_out="$out/$name.json" \
+        --benchmark_out_format=json "$@" >"$out/$name.log" 2>&1; then
+        cat "$out/$name.log" >&2
+        echo "$name failed" >&2
+        exit 1
+    fi
+}
+
+aggregate=(--benchmark_repetitions="$repetitions" --benchmark_report_aggregates_only=true)
+for size in $sizes; do
+    echo "S = $size" >&2
+    # The libraries take turns at each size, so that a change in the machine's
+    # load falls on all of them alike.
+    for library in "${libraries[@]}"; do
+        run "$library" "$library-speed-$size" "^$library/(build|print|equivalence|clone|destroy)/$size/" \
+            "${aggregate[@]}"
+    done
+    # Memory is measured in a process of its own: the first build of a process
+    # finds no free blocks to reuse, so the heap grows by what the body needs.
+    for library in "${libraries[@]}"; do
+        run "$library" "$library-memory-$size" "^$library/memory/$size/"
+    done
+done
+for n in $hoist_sizes; do
+    echo "hoisting, n = $n" >&2
+    run sxir "sxir-hoist-$n" "^sxir/hoist/$n/" "${aggregate[@]}"
+done
+
+cpu=$(grep -m1 '^model name' /proc/cpuinfo | sed 's/^model name[[:space:]]*:[[:space:]]*//')
+commit=$(git describe --always --dirty 2>/dev/null || echo unknown)
+echo "## sxir compared with Halide 14 and LLVM 14"
+echo
+echo "- machine: $(nproc) cores, ${cpu:-unknown CPU}"
+echo "- date: $(date -u '+%Y-%m-%d %H:%M UTC')"
+echo "- commit: $commit"
+echo "- medians of $repetitions repetitions of CPU time; each repetition handles at least 100,000 statements"
+echo
+python3 bench/compare_table.py "$out" "$sizes" "$hoist_sizes"
