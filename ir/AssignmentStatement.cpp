@@ -1,6 +1,7 @@
 #include "ir/AssignmentStatement.hpp"
 
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 #include <memory>
@@ -39,9 +40,12 @@ void AssignmentStatement::setExpression(Side side, Expression const& expression)
 sxu::string AssignmentStatement::asString() const
 {
     sxu::string text;
-    detail::appendExpression(text, getExpression(LHS));
-    text += '=';
-    detail::appendExpression(text, getExpression(RHS));
+    {
+        detail::TextSink sink(text);
+        detail::appendExpression(sink, getExpression(LHS));
+        sink.append('=');
+        detail::appendExpression(sink, getExpression(RHS));
+    }
     return text;
 }
 

@@ -8,9 +8,9 @@
 #include "ir/detail/SmallStack.hpp"
 #include "ir/detail/StatementWalk.hpp"
 #include "util/Assertion.hpp"
+#include "util/ExactType.hpp"
 
 #include <memory>
-#include <typeinfo>
 
 namespace sxir {
 
@@ -21,7 +21,7 @@ using Position = StatementList::iterator;
 
 bool isAssignment(Statement const* statement)
 {
-    return typeid(*statement) == typeid(AssignmentStatement);
+    return sxu::hasExactType<AssignmentStatement>(*statement);
 }
 
 StatementList& branchList(IfStatement& statement, bool branch)

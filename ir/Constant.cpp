@@ -4,7 +4,7 @@
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
 #include "util/Assertion.hpp"
-#include "util/Format.hpp"
+#include "ir/detail/TextSink.hpp"
 
 namespace sxir {
 
@@ -25,30 +25,26 @@ Creator const sCreators[sxu::DataTypeId::Count] = {
     &createFrom<unsigned char>, &createFrom<double>, &createFrom<int>, &createFrom<unsigned int>, &createFrom<char>,
 };
 
-void appendValue(sxu::string& out, unsigned char value)
+// A boolean prints as the raw byte, as a stream writes an unsigned char; a char as itself.
+void appendValue(detail::TextSink& out, unsigned char value)
 {
-    // A boolean prints as the raw byte, as a stream writes an unsigned char.
-    out += static_cast<char>(value);
+    out.append(static_cast<char>(value));
 }
 
-void appendValue(sxu::string& out, char value)
+void appendValue(detail::TextSink& out, char value)
 {
-    out += value;
+    out.append(value);
 }
 
-void appendValue(sxu::string& out, double value)
+void appendValue(detail::TextSink& out, double value)
 {
-    sxu::appendGeneral(out, value);
+    out.appendGeneral(value);
 }
 
-void appendValue(sxu::string& out, int value)
+template <class Integer>
+void appendValue(detail::TextSink& out, Integer value)
 {
-    sxu::appendDecimal(out, value);
-}
-
-void appendValue(sxu::string& out, unsigned int value)
-{
-    sxu::appendDecimal(out, value);
+    out.appendDecimal(value);
 }
 
 } // namespace
@@ -87,12 +83,15 @@ template <class T>
 sxu::string ScalarConstant<T>::asString() const
 {
     sxu::string text;
-    appendValue(text, mValue);
+    {
+        detail::TextSink sink(text);
+        appendValue(sink, mValue);
+    }
     return text;
 }
 
 template <class T>
-void ScalarConstant<T>::appendText(sxu::string& out, unsigned long) const
+void ScalarConstant<T>::appendText(detail::TextSink& out, unsigned long) const
 {
     appendValue(out, mValue);
 }

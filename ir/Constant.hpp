@@ -41,7 +41,7 @@ public:
 
     bool localIsEquivalent(Constant const& other) const final
     {
-        return typeid(other) == typeid(C) && localIsConstantEquivalent(static_cast<C const&>(other));
+        return sxu::hasExactType<C>(other) && localIsConstantEquivalent(static_cast<C const&>(other));
     }
     Constant* localClone(Context const& context) const final
     {
@@ -94,7 +94,7 @@ public:
     bool localIsConstantEquivalent(ScalarConstant const& other) const override { return mValue == other.mValue; }
 
 protected:
-    void appendText(sxu::string& out, unsigned long piece) const override;
+    void appendText(detail::TextSink& out, unsigned long piece) const override;
 
 private:
     T mValue;

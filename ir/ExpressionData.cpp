@@ -1,6 +1,7 @@
 #include "ir/ExpressionData.hpp"
 
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/TextSink.hpp"
 
 namespace sxir {
 
@@ -13,10 +14,10 @@ void ExpressionData::releaseReference()
     }
 }
 
-void ExpressionData::appendText(sxu::string& out, unsigned long piece) const
+void ExpressionData::appendText(detail::TextSink& out, unsigned long piece) const
 {
     if (piece == 0) {
-        out += asString();
+        out.append(asString());
     }
 }
 

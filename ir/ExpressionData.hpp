@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ir/IrObject.hpp"
+#include "util/ExactType.hpp"
 #include "util/String.hpp"
 
 #include <type_traits>
@@ -15,7 +16,8 @@ class Type;
 
 namespace detail {
 class ExpressionWalk;
-}
+class TextSink;
+} // namespace detail
 
 /// The kind of a node, as getExpressionDataType() answers it.
 struct ExpressionDataType {
@@ -77,7 +79,7 @@ protected:
     /// Function resolution takes the first sub-expression from here on that resolves.
     virtual unsigned long getFirstResolvingSubExpression() const { return 0; }
     /// Appends the text that comes before sub-expression `piece` (or after the last one).
-    virtual void appendText(sxu::string& out, unsigned long piece) const;
+    virtual void appendText(detail::TextSink& out, unsigned long piece) const;
     /// The node's own part of equivalence: same class and same fields, sub-expressions aside.
     virtual bool isLocallyEquivalent(ExpressionData const& other) const { return isEquivalent(other); }
     /// A new node for `target` over the already cloned sub-expressions (null for an unset one).
@@ -114,7 +116,7 @@ protected:
     static T const* asSameClass(ExpressionData const& other)
     {
         if constexpr (std::is_final<T>::value) {
-            return typeid(other) == typeid(T) ? static_cast<T const*>(&other) : nullptr;
+            return sxu::hasExactType<T>(other) ? static_cast<T const*>(&other) : nullptr;
         } else {
             return dynamic_cast<T const*>(&other);
         }

@@ -5,6 +5,7 @@
 #include "ir/ScopeItemVisitor.hpp"
 #include "ir/Variable.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -64,9 +65,7 @@ Type const* FunctionCall::getGenericType() const
 
 sxu::string FunctionCall::asString() const
 {
-    sxu::string text;
-    detail::ExpressionWalk::print(*this, text);
-    return text;
+    return detail::ExpressionWalk::toString(*this);
 }
 
 ExpressionData* FunctionCall::clone(Function const& target) const
@@ -90,17 +89,17 @@ unsigned long FunctionCall::getFirstResolvingSubExpression() const
     return mOperands.empty() ? 1 : mOperands.size();
 }
 
-void FunctionCall::appendText(sxu::string& out, unsigned long piece) const
+void FunctionCall::appendText(detail::TextSink& out, unsigned long piece) const
 {
     // The function, then "(", the operands separated by ",", and ")".
     unsigned long const count = mOperands.size();
     if (piece == 1) {
-        out += '(';
+        out.append('(');
     } else if (piece > 1 && piece <= count) {
-        out += ',';
+        out.append(',');
     }
     if (piece == count + 1) {
-        out += ')';
+        out.append(')');
     }
 }
 

@@ -44,7 +44,7 @@ protected:
     unsigned long getNumSubExpressions() const override { return 1 + mOperands.size(); }
     Expression const* getSubExpression(unsigned long position) const override;
     unsigned long getFirstResolvingSubExpression() const override;
-    void appendText(sxu::string& out, unsigned long piece) const override;
+    void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 

@@ -4,6 +4,7 @@
 #include "ir/FunctionSignature.hpp"
 #include "ir/Scope.hpp"
 #include "ir/detail/Rebinding.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -29,9 +30,9 @@ sxu::string FunctionRef::asString() const
     return mFunction->getName();
 }
 
-void FunctionRef::appendText(sxu::string& out, unsigned long) const
+void FunctionRef::appendText(detail::TextSink& out, unsigned long) const
 {
-    out += mFunction->getName();
+    out.append(mFunction->getName());
 }
 
 ExpressionData* FunctionRef::clone(Function const& target) const

@@ -29,7 +29,7 @@ public:
     bool localIsEquivalent(FunctionRef const& other) const override;
 
 protected:
-    void appendText(sxu::string& out, unsigned long piece) const override;
+    void appendText(detail::TextSink& out, unsigned long piece) const override;
 
 private:
     Function const* mFunction;

@@ -2,6 +2,7 @@
 
 #include "ir/Type.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -64,15 +65,15 @@ bool MatrixRef::isLValue() const
 
 sxu::string MatrixRef::asString() const
 {
-    sxu::string text;
-    detail::ExpressionWalk::print(*this, text);
-    return text;
+    return detail::ExpressionWalk::toString(*this);
 }
 
-void MatrixRef::appendText(sxu::string& out, unsigned long piece) const
+void MatrixRef::appendText(detail::TextSink& out, unsigned long piece) const
 {
-    static char const* const pieces[] = {"", "(", ",", ")"};
-    out += pieces[piece];
+    static char const pieces[] = {'\0', '(', ',', ')'};
+    if (piece != 0) {
+        out.append(pieces[piece]);
+    }
 }
 
 ExpressionData* MatrixRef::clone(Function const& target) const

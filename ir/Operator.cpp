@@ -4,7 +4,10 @@
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
+
+#include <string_view>
 
 
 namespace sxir {
@@ -22,13 +25,14 @@ struct OperationInfo {
     unsigned long operands;
     bool native; // the name is not "DUMMY"
     // The text before the operands, between them and after them.
-    char const* pieces[3];
+    std::string_view pieces[3];
 };
 
 constexpr OperationInfo makeInfo(char const* name, char const* symbol, unsigned long operands,
                                  char const* const (&pieces)[3])
 {
-    return OperationInfo{name, symbol, operands, !sameText(name, "DUMMY"), {pieces[0], pieces[1], pieces[2]}};
+    return OperationInfo{name, symbol, operands, !sameText(name, "DUMMY"),
+                         {std::string_view(pieces[0]), std::string_view(pieces[1]), std::string_view(pieces[2])}};
 }
 
 // Binary native operators are always parenthesised, unary ones never; elementary
@@ -170,14 +174,15 @@ Type const* Operator::getGenericType() const
 
 sxu::string Operator::asString() const
 {
-    sxu::string text;
-    detail::ExpressionWalk::print(*this, text);
-    return text;
+    return detail::ExpressionWalk::toString(*this);
 }
 
-void Operator::appendText(sxu::string& out, unsigned long piece) const
+void Operator::appendText(detail::TextSink& out, unsigned long piece) const
 {
-    out += sOperations[mOp].pieces[piece];
+    std::string_view const text = sOperations[mOp].pieces[piece];
+    if (!text.empty()) {
+        out.append(text);
+    }
 }
 
 ExpressionData* Operator::clone(Function const& target) const

@@ -51,7 +51,7 @@ public:
 protected:
     unsigned long getNumSubExpressions() const override;
     Expression const* getSubExpression(unsigned long position) const override { return &operands()[position]; }
-    void appendText(sxu::string& out, unsigned long piece) const override;
+    void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 

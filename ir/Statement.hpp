@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ir/IrObject.hpp"
+#include "util/ExactType.hpp"
 #include "util/String.hpp"
 
 #include <cstdint>
@@ -46,7 +47,7 @@ public:
     StatementType::Type getStatementType() const final { return T::sStatementType; }
     bool isEquivalent(Statement const& other) const final
     {
-        return typeid(other) == typeid(T) && localIsEquivalent(static_cast<T const&>(other));
+        return sxu::hasExactType<T>(other) && localIsEquivalent(static_cast<T const&>(other));
     }
 
     virtual bool localIsEquivalent(T const& other) const = 0;

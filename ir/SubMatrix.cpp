@@ -3,7 +3,7 @@
 #include "ir/MatrixType.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
 #include "util/Assertion.hpp"
-#include "util/Format.hpp"
+#include "ir/detail/TextSink.hpp"
 
 namespace sxir {
 
@@ -55,19 +55,17 @@ bool SubMatrix::isLValue() const
 
 sxu::string SubMatrix::asString() const
 {
-    sxu::string text;
-    detail::ExpressionWalk::print(*this, text);
-    return text;
+    return detail::ExpressionWalk::toString(*this);
 }
 
-void SubMatrix::appendText(sxu::string& out, unsigned long piece) const
+void SubMatrix::appendText(detail::TextSink& out, unsigned long piece) const
 {
     if (piece == 1) {
-        out += '(';
-        sxu::appendDecimal(out, mFirst);
-        out += ':';
-        sxu::appendDecimal(out, mLast);
-        out += ')';
+        out.append('(');
+        out.appendDecimal(mFirst);
+        out.append(':');
+        out.appendDecimal(mLast);
+        out.append(')');
     }
 }
 

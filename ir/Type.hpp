@@ -4,6 +4,7 @@
 #include "ir/Base.hpp"
 #include "util/DataTypeId.hpp"
 #include "util/Dimension.hpp"
+#include "util/ExactType.hpp"
 #include "util/String.hpp"
 
 #include <type_traits>
@@ -57,7 +58,7 @@ public:
     bool operator==(Type const& other) const override
     {
         static_assert(std::is_final<T>::value, "the class check relies on T being final");
-        if (typeid(other) != typeid(T)) {
+        if (!sxu::hasExactType<T>(other)) {
             return false;
         }
         return localIsEquivalent(static_cast<T const&>(other));

@@ -5,6 +5,7 @@
 #include "ir/Variable.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
 #include "ir/detail/Rebinding.hpp"
+#include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -35,9 +36,9 @@ sxu::string VariableRef::asString() const
     return mVariable->getName();
 }
 
-void VariableRef::appendText(sxu::string& out, unsigned long) const
+void VariableRef::appendText(detail::TextSink& out, unsigned long) const
 {
-    out += mVariable->getName();
+    out.append(mVariable->getName());
 }
 
 ExpressionData* VariableRef::clone(Function const& target) const

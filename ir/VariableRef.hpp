@@ -31,7 +31,7 @@ public:
     bool localIsEquivalent(VariableRef const& other) const override { return mVariable == other.mVariable; }
 
 protected:
-    void appendText(sxu::string& out, unsigned long piece) const override;
+    void appendText(detail::TextSink& out, unsigned long piece) const override;
 
 private:
     Variable const* mVariable;

@@ -18,3 +18,10 @@
 #else
 #  define SXIR_FAST_TLS
 #endif
+
+// For the few tiny helpers of the library's innermost loops.
+#if defined(__GNUC__)
+#  define SXIR_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#  define SXIR_ALWAYS_INLINE inline
+#endif

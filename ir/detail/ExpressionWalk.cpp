@@ -2,6 +2,7 @@
 
 #include "ir/Function.hpp"
 #include "ir/detail/SmallStack.hpp"
+#include "ir/detail/TextSink.hpp"
 
 #include <vector>
 
@@ -17,7 +18,17 @@ ExpressionData const* nodeOf(Expression const* expression)
 
 } // namespace
 
-void ExpressionWalk::print(ExpressionData const& root, sxu::string& out)
+sxu::string ExpressionWalk::toString(ExpressionData const& root)
+{
+    sxu::string text;
+    {
+        TextSink sink(text);
+        print(root, sink);
+    }
+    return text;
+}
+
+void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
 {
     // A frame is a node whose sub-expressions are being printed; after each one
     // comes back, the node's text that follows it is appended.
@@ -46,7 +57,7 @@ void ExpressionWalk::print(ExpressionData const& root, sxu::string& out)
         ++frame.next;
         frame.childPending = true;
         if (child == nullptr) {
-            out += "(nil)";
+            out.append(std::string_view("(nil)"));
             continue;
         }
         child->appendText(out, 0);

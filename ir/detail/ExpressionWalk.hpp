@@ -10,7 +10,9 @@ namespace detail {
 class ExpressionWalk {
 public:
     /// Appends the text of `root` to `out`.
-    static void print(ExpressionData const& root, sxu::string& out);
+    static void print(ExpressionData const& root, TextSink& out);
+    /// The text of `root`.
+    static sxu::string toString(ExpressionData const& root);
     static bool equivalent(ExpressionData const& a, ExpressionData const& b);
     /// `root` rebuilt for `target`; count 1, owned by the caller.
     static ExpressionData* clone(ExpressionData const& root, Function const& target);
@@ -29,7 +31,7 @@ public:
 };
 
 /// Appends the text of `expression` to `out`.
-inline void appendExpression(sxu::string& out, Expression const& expression)
+inline void appendExpression(TextSink& out, Expression const& expression)
 {
     ExpressionWalk::print(*expression.getData(), out);
 }

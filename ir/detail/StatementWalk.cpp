@@ -3,6 +3,7 @@
 #include "ir/AssignmentStatement.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
 #include "ir/detail/SmallStack.hpp"
+#include "ir/detail/TextSink.hpp"
 
 #include <memory>
 
@@ -15,15 +16,17 @@ using ConstPosition = sxu::list<Statement*>::const_iterator;
 
 void StatementWalk::printList(CompoundStatement const& list, sxu::string& out)
 {
-    print(&list, nullptr, out);
+    TextSink sink(out);
+    print(&list, nullptr, sink);
 }
 
 void StatementWalk::printIf(IfStatement const& statement, sxu::string& out)
 {
-    print(nullptr, &statement, out);
+    TextSink sink(out);
+    print(nullptr, &statement, sink);
 }
 
-void StatementWalk::print(CompoundStatement const* list, IfStatement const* root, sxu::string& out)
+void StatementWalk::print(CompoundStatement const* list, IfStatement const* root, TextSink& out)
 {
     // A frame is a statement list being printed, and the if statement and branch it belongs to.
     struct Frame {
@@ -39,9 +42,9 @@ void StatementWalk::print(CompoundStatement const* list, IfStatement const* root
         stack.push(Frame{statements.begin(), statements.end(), &owner, branch});
     };
     auto const openIf = [&](IfStatement const& statement) {
-        out += "if ";
+        out.append(std::string_view("if "));
         appendExpression(out, statement.getExpression());
-        out += '\n';
+        out.append('\n');
         openBranch(statement, 0);
     };
     if (root != nullptr) {
@@ -57,32 +60,32 @@ void StatementWalk::print(CompoundStatement const* list, IfStatement const* root
                 continue;
             }
             if (done.branch == 0 && !done.owner->getStatements(false).getStatementList().empty()) {
-                out += "else\n";
+                out.append(std::string_view("else\n"));
                 openBranch(*done.owner, 1);
                 continue;
             }
-            out += "end\n";
+            out.append(std::string_view("end\n"));
             // An if statement within a list ends with the list's own line end: an empty line.
             if (done.owner != root) {
-                out += '\n';
+                out.append('\n');
             }
             continue;
         }
         Statement const* statement = *frame.next++;
-        out += "    ";
+        out.append(std::string_view("    "));
         if (IfStatement const* nested = asIf(statement)) {
             openIf(*nested);
             continue;
         }
-        if (typeid(*statement) == typeid(AssignmentStatement)) {
+        if (sxu::hasExactType<AssignmentStatement>(*statement)) {
             auto const* assignment = static_cast<AssignmentStatement const*>(statement);
             appendExpression(out, assignment->getExpression(AssignmentStatement::LHS));
-            out += '=';
+            out.append('=');
             appendExpression(out, assignment->getExpression(AssignmentStatement::RHS));
         } else {
-            out += statement->asString();
+            out.append(statement->asString());
         }
-        out += '\n';
+        out.append('\n');
     }
 }
 

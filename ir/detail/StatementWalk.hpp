@@ -3,15 +3,17 @@
 
 #include "ir/IfStatement.hpp"
 
-#include <typeinfo>
+#include "util/ExactType.hpp"
 
 namespace sxir {
 namespace detail {
 
+class TextSink;
+
 /// `statement` as an if statement, or null.
 inline IfStatement const* asIf(Statement const* statement)
 {
-    return typeid(*statement) == typeid(IfStatement) ? static_cast<IfStatement const*>(statement) : nullptr;
+    return sxu::hasExactType<IfStatement>(*statement) ? static_cast<IfStatement const*>(statement) : nullptr;
 }
 
 inline IfStatement* asIf(Statement* statement)
@@ -33,7 +35,7 @@ public:
     static void destroyAll(sxu::list<Statement*>& statements) noexcept;
 
 private:
-    static void print(CompoundStatement const* list, IfStatement const* root, sxu::string& out);
+    static void print(CompoundStatement const* list, IfStatement const* root, TextSink& out);
 };
 
 } // namespace detail
