@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <set>
@@ -322,6 +323,7 @@ private:
     void newLocal();
     void misplacedItem();
     void constant();
+    void bareConstant();
     void variableReference();
     void functionReference();
     void import();
@@ -365,6 +367,7 @@ private:
     std::unique_ptr<sxir::Context> mContext{sxir::Context::create(mEnv)};
     std::unique_ptr<sxir::Context> mCloneContext{sxir::Context::create(mEnv)};
     std::set<std::string> mGlobalNames;
+    std::set<std::string> mCloneNames; // of the clone context's global scope
     std::vector<std::unique_ptr<ModuleModel>> mModules;
     std::vector<std::unique_ptr<FunctionModel>> mFunctions;
     std::map<sxir::Variable const*, TypeRef> mVariableTypes;
@@ -497,6 +500,47 @@ void Program::addNode(std::vector<Node>& pool, FunctionModel const* owner, Node 
     } else {
         pool[mIn.pick(pool.size())] = std::move(node);
     }
+}
+
+void Program::bareConstant()
+{
+    // Built from a bare value, a constant belongs to the context of the IR object
+    // built last on this thread.
+    std::uint8_t const choice = mIn.byte();
+    std::uint8_t const value = mIn.byte();
+    Expression const anchor(context(), 0);
+    Node node(context());
+    switch (choice % 4) {
+    case 0:
+        node.e = Expression(static_cast<int>(static_cast<std::int8_t>(value)));
+        node.text = std::to_string(static_cast<std::int8_t>(value));
+        node.type = makeBuiltin(sxu::DataTypeId::Int32);
+        break;
+    case 1:
+        node.e = Expression(static_cast<unsigned int>(value));
+        node.text = std::to_string(value);
+        node.type = makeBuiltin(sxu::DataTypeId::UInt32);
+        break;
+    case 2: {
+        double const real = static_cast<std::int8_t>(value) / 8.0;
+        node.e = Expression(real);
+        std::ostringstream stream;
+        stream << real;
+        node.text = stream.str();
+        node.type = makeBuiltin(sxu::DataTypeId::Real);
+        break;
+    }
+    default: {
+        unsigned char const boolean = value & 1;
+        node.e = Expression(sxu::DataTypeId::Boolean, &boolean);
+        node.text = std::string(1, static_cast<char>(boolean));
+        node.type = makeBuiltin(sxu::DataTypeId::Boolean);
+        break;
+    }
+    }
+    check(&node.e.getContext() == &context() && &node.e.getData()->getContext() == &context(),
+          "a constant from a bare value is not in the context of the object built last");
+    addNode(mFreePool, nullptr, std::move(node));
 }
 
 void Program::constant()
@@ -1273,7 +1317,9 @@ void Program::cloneFunction()
         return;
     }
     sxir::Scope& global = mCloneContext->getGlobalScope();
-    auto* scratch = global.addScopeItem<sxir::Module>("scratch_" + std::to_string(mFunctionClones++));
+    std::string const scratchName = "scratch_" + std::to_string(mFunctionClones++);
+    auto* scratch = global.addScopeItem<sxir::Module>(scratchName);
+    mCloneNames.insert(scratchName);
     sxir::ScopeItem* copy = scratch->getModuleScope().copyGenericItemIn(*owner->function);
     check(copy != nullptr && copy->getScopeItemType() == sxir::ScopeItemType::Function, "a function clone");
     check(&copy->getContext() == mCloneContext.get(), "a function clone in the wrong context");
@@ -1376,6 +1422,75 @@ bool sameAssignment(sxir::Statement const& a, sxir::Statement const& b)
            sameExpression(x.getExpression(Side::RHS).getData(), y.getExpression(Side::RHS).getData());
 }
 
+/// Equivalence of two statements: an assignment never matches an if statement; two
+/// if statements match when their branches are as long, their conditions match and
+/// their statements match pair by pair.
+bool sameStatement(sxir::Statement const& a, sxir::Statement const& b)
+{
+    auto const* x = dynamic_cast<sxir::IfStatement const*>(&a);
+    auto const* y = dynamic_cast<sxir::IfStatement const*>(&b);
+    if ((x == nullptr) != (y == nullptr)) {
+        return false;
+    }
+    if (x == nullptr) {
+        return sameAssignment(a, b);
+    }
+    for (bool const branch : {true, false}) {
+        if (x->getStatements(branch).getStatementList().size() != y->getStatements(branch).getStatementList().size()) {
+            return false;
+        }
+    }
+    if (!sameExpression(x->getExpression().getData(), y->getExpression().getData())) {
+        return false;
+    }
+    for (bool const branch : {true, false}) {
+        auto const& left = x->getStatements(branch).getStatementList();
+        auto const& right = y->getStatements(branch).getStatementList();
+        for (auto l = left.begin(), r = right.begin(); l != left.end(); ++l, ++r) {
+            if (!sameStatement(**l, **r)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+/// Checks the library's equivalence of if statements against the fuzzer's own: each
+/// if statement with itself, with the statement after it, and with its counterpart
+/// in a clone of its function.
+void checkIfEquivalence(sxir::CompoundStatement const& source, sxir::CompoundStatement const& clone)
+{
+    std::vector<std::pair<sxir::CompoundStatement const*, sxir::CompoundStatement const*>> lists{{&source, &clone}};
+    auto compare = [](sxir::Statement const& a, sxir::Statement const& b) {
+        check(a.isEquivalent(b) == sameStatement(a, b), "statement equivalence", a.asString() + "vs\n" + b.asString());
+    };
+    while (!lists.empty()) {
+        auto const [list, copy] = lists.back();
+        lists.pop_back();
+        auto const& statements = list->getStatementList();
+        auto const& copies = copy->getStatementList();
+        check(statements.size() == copies.size(), "a clone has another number of statements");
+        for (auto s = statements.begin(), c = copies.begin(); s != statements.end(); ++s, ++c) {
+            auto const* ifStatement = dynamic_cast<sxir::IfStatement const*>(*s);
+            if (ifStatement == nullptr) {
+                continue;
+            }
+            compare(**s, **s);
+            compare(**s, **c);
+            compare(**c, **s);
+            if (std::next(s) != statements.end()) {
+                compare(**s, **std::next(s));
+                compare(**std::next(s), **s);
+            }
+            auto const* copiedIf = dynamic_cast<sxir::IfStatement const*>(*c);
+            check(copiedIf != nullptr, "a clone has another statement where an if statement stands");
+            for (bool const branch : {true, false}) {
+                lists.emplace_back(&ifStatement->getStatements(branch), &copiedIf->getStatements(branch));
+            }
+        }
+    }
+}
+
 /// Whether hoisting must leave the function as it is: no if statement anywhere has
 /// an assignment in its true branch equivalent to one in its false branch (the
 /// only thing hoisting moves), and no if statement is empty (the only thing the
@@ -1417,6 +1532,148 @@ bool isQuiet(sxir::Function const& function)
         }
     }
     return quiet;
+}
+
+// A shadow of a statement list on which hoisting is carried out as defined, to
+// compare with what the library's pass does to the real one. An assignment keeps
+// its statement for its text and for the equivalence test: a hoisted copy prints
+// and compares like the statement it was copied from.
+struct Shadow {
+    sxir::Statement const* assignment = nullptr; // null for an if statement
+    std::string condition;
+    std::list<Shadow> branches[2]; // true, false
+};
+using ShadowList = std::list<Shadow>;
+
+ShadowList shadowOf(sxir::CompoundStatement const& statements)
+{
+    ShadowList list;
+    for (sxir::Statement const* statement : statements.getStatementList()) {
+        Shadow shadow;
+        if (auto const* ifStatement = dynamic_cast<sxir::IfStatement const*>(statement)) {
+            shadow.condition = ifStatement->getExpression().asString();
+            shadow.branches[0] = shadowOf(ifStatement->getStatements(true));
+            shadow.branches[1] = shadowOf(ifStatement->getStatements(false));
+        } else {
+            shadow.assignment = statement;
+        }
+        list.push_back(std::move(shadow));
+    }
+    return list;
+}
+
+/// Moves the first assignment of the true branch that has an equivalent one in the
+/// false branch in front of the if statement at `position`, nested ifs first as
+/// they come; at most one.
+bool shadowHoist(ShadowList& list, ShadowList::iterator position)
+{
+    ShadowList& whenTrue = position->branches[0];
+    ShadowList& whenFalse = position->branches[1];
+    if (whenTrue.empty()) {
+        return false;
+    }
+    for (auto t = whenTrue.begin(); t != whenTrue.end(); ++t) {
+        if (t->assignment == nullptr) {
+            if (shadowHoist(whenTrue, t)) {
+                return true;
+            }
+            continue;
+        }
+        for (auto e = whenFalse.begin(); e != whenFalse.end(); ++e) {
+            if (e->assignment == nullptr) {
+                if (shadowHoist(whenFalse, e)) {
+                    return true;
+                }
+                continue;
+            }
+            if (sameAssignment(*t->assignment, *e->assignment)) {
+                Shadow copy;
+                copy.assignment = t->assignment;
+                list.insert(position, std::move(copy));
+                whenTrue.erase(t);
+                whenFalse.erase(e);
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// One sweep over the top level of a body.
+bool shadowSweep(ShadowList& body)
+{
+    bool hoisted = false;
+    for (auto position = body.begin(); position != body.end(); ++position) {
+        if (position->assignment == nullptr && shadowHoist(body, position)) {
+            hoisted = true;
+        }
+    }
+    return hoisted;
+}
+
+/// Removes empty ifs: once something was removed from a list, an if statement that
+/// the recursion changed is examined again (and removed if now empty); an if
+/// statement emptied only by the recursion is otherwise kept. True when anything
+/// was removed at any depth.
+bool shadowEliminate(ShadowList& list)
+{
+    bool removed = false;
+    bool removedAny = false;
+    auto position = list.begin();
+    while (position != list.end()) {
+        if (position->assignment != nullptr) {
+            ++position;
+            continue;
+        }
+        if (position->branches[0].empty() && position->branches[1].empty()) {
+            position = list.erase(position);
+            removedAny = true;
+            if (position == list.end()) {
+                break;
+            }
+            removed = true;
+            continue;
+        }
+        bool const inTrue = shadowEliminate(position->branches[0]);
+        bool const inFalse = shadowEliminate(position->branches[1]);
+        removedAny = removedAny || inTrue || inFalse;
+        if (!(removed && (inTrue || inFalse))) {
+            ++position;
+        }
+    }
+    return removedAny;
+}
+
+/// The text of a statement list, laid out as the library prints a body.
+void shadowText(ShadowList const& list, std::string& out)
+{
+    for (Shadow const& statement : list) {
+        out += "    ";
+        if (statement.assignment != nullptr) {
+            out += statement.assignment->asString();
+        } else {
+            out += "if " + statement.condition + "\n";
+            shadowText(statement.branches[0], out);
+            if (!statement.branches[1].empty()) {
+                out += "else\n";
+                shadowText(statement.branches[1], out);
+            }
+            out += "end\n";
+        }
+        out += "\n";
+    }
+}
+
+/// The body text that hoisting `function` must give.
+std::string hoistedBody(sxir::Function const& function)
+{
+    ShadowList body = shadowOf(function.getStatements());
+    while (shadowSweep(body)) {
+    }
+    shadowEliminate(body);
+    std::string text;
+    shadowText(body, text);
+    return text;
 }
 
 /// The texts of the assignments of a function, at any depth, and its if count.
@@ -1465,11 +1722,19 @@ std::vector<sxir::Module*> modulesOf(sxir::Module& module)
     return modules;
 }
 
-sxir::Module& cloneModule(sxir::Context& target, sxir::Module const& module)
+/// Clones `module` into the global scope of `target`, whose names are `names`: the
+/// clone takes the module's name if it is free there, else name0, name1, ...
+sxir::Module& cloneModule(sxir::Context& target, std::set<std::string>& names, sxir::Module const& module)
 {
+    std::string expected = module.getName();
+    for (unsigned long k = 0; names.count(expected) != 0; ++k) {
+        expected = module.getName() + std::to_string(k);
+    }
     sxir::ScopeItem* copy = target.getGlobalScope().copyGenericItemIn(module);
     check(copy != nullptr && copy->getScopeItemType() == sxir::ScopeItemType::Module, "a module clone");
     check(&copy->getContext() == &target, "a module clone in the wrong context");
+    checkSame(copy->getName(), expected, "the name of a module clone");
+    names.insert(expected);
     return static_cast<sxir::Module&>(*copy);
 }
 
@@ -1483,8 +1748,20 @@ void Program::checkModule(ModuleModel& model)
     }
     checkSame(module.asString(), text, "printing a module twice");
 
-    sxir::Module& clone = cloneModule(*mCloneContext, module);
+    sxir::Module& clone = cloneModule(*mCloneContext, mCloneNames, module);
     checkSame(clone.asString(), text, "a module clone prints unlike its source");
+    {
+        std::vector<sxir::Function*> const sources = functionsOf(module);
+        std::vector<sxir::Function*> const copies = functionsOf(clone);
+        check(sources.size() == copies.size(), "a module clone has another number of functions");
+        for (std::size_t k = 0; k < sources.size(); ++k) {
+            // The clone writes its own copies of the statements setSignature wrote, one each.
+            sxir::CompoundStatement const& body = sources[k]->getStatements();
+            check(body.getStatementList().size() == copies[k]->getStatements().getStatementList().size(),
+                  "a function clone has another number of statements");
+            checkIfEquivalence(body, copies[k]->getStatements());
+        }
+    }
 
     struct Before {
         sxir::Function* function;
@@ -1492,10 +1769,11 @@ void Program::checkModule(ModuleModel& model)
         bool quiet;
         std::multiset<std::string> assignments;
         std::size_t ifs;
+        std::string hoistedBody;
     };
     std::vector<Before> before;
     for (sxir::Function* function : functionsOf(module)) {
-        Before entry{function, function->asString(), isQuiet(*function), {}, 0};
+        Before entry{function, function->asString(), isQuiet(*function), {}, 0, hoistedBody(*function)};
         entry.assignments = assignmentTexts(*function, entry.ifs);
         before.push_back(std::move(entry));
     }
@@ -1512,6 +1790,7 @@ void Program::checkModule(ModuleModel& model)
         if (entry.quiet) {
             checkSame(after, entry.text, "hoisting changed a function with nothing to hoist");
         }
+        checkSame(entry.function->getStatements().asString(), entry.hoistedBody, "hoisting result");
         std::size_t ifs = 0;
         std::multiset<std::string> const assignments = assignmentTexts(*entry.function, ifs);
         check(ifs <= entry.ifs, "hoisting added an if statement", after);
@@ -1536,7 +1815,7 @@ void Program::checkModule(ModuleModel& model)
     sxir::CodeHoistor().analyze(clone);
     checkSame(clone.asString(), hoisted, "the hoisted clone differs from the hoisted source");
     // A clone of the hoisted module prints like it.
-    checkSame(cloneModule(*mCloneContext, module).asString(), hoisted, "a clone of a hoisted module");
+    checkSame(cloneModule(*mCloneContext, mCloneNames, module).asString(), hoisted, "a clone of a hoisted module");
 }
 
 void Program::cloneModuleStep()
@@ -1546,7 +1825,7 @@ void Program::cloneModuleStep()
         return;
     }
     ++mModuleChecks;
-    checkSame(cloneModule(*mCloneContext, *model->module).asString(), model->module->asString(),
+    checkSame(cloneModule(*mCloneContext, mCloneNames, *model->module).asString(), model->module->asString(),
               "a module clone prints unlike its source");
 }
 
@@ -1580,6 +1859,7 @@ void Program::run()
         &Program::callStep,       &Program::assignment,        &Program::openIf,      &Program::elseStep,
         &Program::endStep,        &Program::cloneModuleStep,   &Program::cloneFunction, &Program::probe,
         &Program::hoistStep,      &Program::printFunction,     &Program::misplacedItem,
+        &Program::bareConstant,
     };
     constexpr std::size_t stepCount = sizeof steps / sizeof *steps;
     try {
