@@ -1,18 +1,26 @@
 // A coverage-guided fuzzer: each input is decoded into a program written through
 // the public API (modules, variables, signatures, functions, expressions of every
 // kind, assignments and if/else), and the results are checked against what the
-// program was told to build. Clones, hoisting and printing are checked at the end.
+// program was told to build.
 //
-// Decoding: every step starts with an opcode byte (modulo the number of steps);
-// the step then reads its own argument bytes (choices are taken modulo the number
-// of candidates). Reading past the end yields zeros, and the program ends when the
-// input does. A step whose choice is not possible (no function yet, a pool too
-// large, a nesting too deep) does nothing.
+// Decoding: every step starts with a step byte, an index into the table of
+// Program::run modulo its size; the step then reads its own argument bytes, always
+// the same number for the same step byte and leading bytes, so a step never
+// swallows the next one (choices are taken modulo the number of candidates).
+// Reading past the end yields zeros, and the program ends when the input does. A
+// step whose choice is not possible (no function yet, a pool too large, a nesting
+// too deep) does nothing.
 //
-// The fuzzer keeps its own model of what it built: the scope of every name, the
-// type, function and printed form of every expression, and the open ifs of every
-// function. It uses that model to keep clear of the preconditions the library
-// leaves to the caller, to predict each reported error, and to check answers.
+// The fuzzer keeps its own model of what it built: the names of every scope, the
+// type, function, l-value answer and printed form of every expression, and the
+// open ifs of every function. It uses that model to keep clear of the
+// preconditions the library leaves to the caller, to predict each reported error,
+// and to check every answer as it comes. At the end (and in the hoisting step)
+// every module is printed twice, cloned into a second context, hoisted, and
+// checked: the clone prints like its source; hoisting gives what a shadow of the
+// pass, run on the fuzzer's side, gives, and leaves functions with nothing to
+// hoist as they were; a second sweep moves nothing; the hoisted clone and a clone
+// of the hoisted module print like the hoisted module. Any violation traps.
 
 #include "ir/sxir.hpp"
 
