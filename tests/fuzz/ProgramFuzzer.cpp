@@ -120,14 +120,13 @@ constexpr std::size_t kMaxFunctionClones = 8;
 // Names. The pools of variable, function and module names are disjoint, so a
 // declaration of one kind never hides one of another kind.
 
-char const* const kVariableNames[] = {"x", "y", "z", "a", "b", "c", "i", "j",
+char const* const kVariableNames[] = {"x", "y", "z", "a", "b", "c", "i",  "j",
                                       "n", "t", "u", "w", "A", "B", "M_", "_tmp"};
 char const* const kFunctionNames[] = {"f", "g", "h", "p", "q", "r", "s", "main"};
 char const* const kModuleNames[] = {"m", "mod", "lib", "core"};
 char const* const kInvalidNames[] = {"", "1x", "a b", "x-y", "$", "x.y", "9", "\xc3\xa9"};
 
-template <std::size_t N>
-std::string pickName(Input& in, char const* const (&pool)[N])
+template <std::size_t N> std::string pickName(Input& in, char const* const (&pool)[N])
 {
     std::uint8_t const choice = in.byte();
     if ((choice & 0xF0) == 0xF0) {
@@ -157,7 +156,7 @@ struct FunctionModel;
 
 struct TypeModel {
     enum Kind {
-        None,      // the library answers no type
+        None, // the library answers no type
         Builtin,
         Matrix,
         Signature, // the signature of `function`
@@ -226,18 +225,25 @@ std::unique_ptr<sxir::Type> makeType(sxir::Context const& context, TypeModel con
 TypeRef readVariableType(Input& in)
 {
     std::uint8_t const choice = in.byte();
+    // Arguments are read one statement at a time: the order of evaluation of a
+    // call's arguments is not fixed.
     switch (choice % 9) {
     case 5:
     case 6: {
-        auto type = std::make_shared<TypeModel>(*makeMatrix(makeBuiltin(static_cast<sxu::DataTypeId::Type>(in.pick(5))),
-                                                            in.byte() % 5, in.byte() % 5));
+        auto const id = static_cast<sxu::DataTypeId::Type>(in.pick(5));
+        unsigned long const m = in.byte() % 5;
+        unsigned long const n = in.byte() % 5;
+        auto type = std::make_shared<TypeModel>(*makeMatrix(makeBuiltin(id), m, n));
         type->builtViaBaseType = (choice & 0x80) != 0;
         return type;
     }
     case 7: {
-        TypeRef const inner = makeMatrix(makeBuiltin(static_cast<sxu::DataTypeId::Type>(in.pick(5))), in.byte() % 4,
-                                         in.byte() % 4);
-        return makeMatrix(inner, in.byte() % 4, in.byte() % 4);
+        auto const id = static_cast<sxu::DataTypeId::Type>(in.pick(5));
+        unsigned long const m = in.byte() % 4;
+        unsigned long const n = in.byte() % 4;
+        unsigned long const outerM = in.byte() % 4;
+        unsigned long const outerN = in.byte() % 4;
+        return makeMatrix(makeMatrix(makeBuiltin(id), m, n), outerM, outerN);
     }
     case 8:
         return nullptr;
@@ -262,7 +268,7 @@ struct Node {
 
     Expression e;
     TypeRef type;
-    bool belongs = false;   // resolves to the pool's function
+    bool belongs = false; // resolves to the pool's function
     bool lvalue = false;
     bool nanFree = true;
     unsigned long size = 1; // nodes of the tree, shared ones counted each time
@@ -362,8 +368,7 @@ private:
     void addNode(std::vector<Node>& pool, FunctionModel const* owner, Node node);
     void checkNode(Node const& node, FunctionModel const* owner) const;
     void checkType(Expression const& e, TypeModel const* type, char const* where) const;
-    template <class Action>
-    void expectReport(char const* id, std::string const& argument, Action action);
+    template <class Action> void expectReport(char const* id, std::string const& argument, Action action);
     void expectScopeReports(std::set<std::string> const& names, std::string const& name, char const* kindWord,
                             std::function<void()> const& action);
     bool hidesOuterModuleName(ModuleModel const* module, std::string const& name) const;
@@ -391,8 +396,7 @@ private:
 // ---------------------------------------------------------------------------
 // Reports
 
-template <class Action>
-void Program::expectReport(char const* id, std::string const& argument, Action action)
+template <class Action> void Program::expectReport(char const* id, std::string const& argument, Action action)
 {
     try {
         action();
@@ -738,12 +742,12 @@ static_assert(sizeof kOperations / sizeof *kOperations == sxir::OpId::Count, "on
 Expression applyUnary(sxir::OpId::Type op, Expression const& a)
 {
     switch (op) {
-#define SXIR_NATIVE_UNARY(id, symbol, op) \
-    case sxir::OpId::id:                  \
+#define SXIR_NATIVE_UNARY(id, symbol, op)                                                                              \
+    case sxir::OpId::id:                                                                                               \
         return op a;
 #define SXIR_NATIVE_BINARY(id, symbol, op)
-#define SXIR_FUNCTION_UNARY(id, name) \
-    case sxir::OpId::id:              \
+#define SXIR_FUNCTION_UNARY(id, name)                                                                                  \
+    case sxir::OpId::id:                                                                                               \
         return sxir::name(a);
 #define SXIR_FUNCTION_BINARY(id, name)
 #include "ir/Operations.def"
@@ -756,12 +760,12 @@ Expression applyBinary(sxir::OpId::Type op, Expression const& a, Expression cons
 {
     switch (op) {
 #define SXIR_NATIVE_UNARY(id, symbol, op)
-#define SXIR_NATIVE_BINARY(id, symbol, op) \
-    case sxir::OpId::id:                   \
+#define SXIR_NATIVE_BINARY(id, symbol, op)                                                                             \
+    case sxir::OpId::id:                                                                                               \
         return a op b;
 #define SXIR_FUNCTION_UNARY(id, name)
-#define SXIR_FUNCTION_BINARY(id, name) \
-    case sxir::OpId::id:               \
+#define SXIR_FUNCTION_BINARY(id, name)                                                                                 \
+    case sxir::OpId::id:                                                                                               \
         return sxir::name(a, b);
 #include "ir/Operations.def"
     default:
@@ -1297,10 +1301,9 @@ void Program::endStep()
     }
     owner->function->End();
     owner->openIfs.pop_back();
-    sxir::CompoundStatement const* expected = owner->openIfs.empty()
-                                                  ? &owner->function->getStatements()
-                                                  : &owner->openIfs.back().statement->getStatements(
-                                                        !owner->openIfs.back().inElse);
+    sxir::CompoundStatement const* expected =
+        owner->openIfs.empty() ? &owner->function->getStatements()
+                               : &owner->openIfs.back().statement->getStatements(!owner->openIfs.back().inElse);
     check(&owner->function->getCurrentStatements() == expected, "End did not return to the enclosing list");
 }
 
@@ -1344,7 +1347,9 @@ bool sameExpression(sxir::ExpressionData const* a, sxir::ExpressionData const* b
     if (a->getExpressionDataType() != b->getExpressionDataType()) {
         return false;
     }
-    auto same = [](sxir::Expression const& x, sxir::Expression const& y) { return sameExpression(x.getData(), y.getData()); };
+    auto same = [](sxir::Expression const& x, sxir::Expression const& y) {
+        return sameExpression(x.getData(), y.getData());
+    };
     switch (a->getExpressionDataType()) {
     case sxir::ExpressionDataType::Constant: {
         auto const& x = static_cast<sxir::Constant const&>(*a);
@@ -1412,8 +1417,7 @@ bool sameExpression(sxir::ExpressionData const* a, sxir::ExpressionData const* b
     case sxir::ExpressionDataType::SubMatrix: {
         auto const& x = static_cast<sxir::SubMatrix const&>(*a);
         auto const& y = static_cast<sxir::SubMatrix const&>(*b);
-        return same(x.getExpression(), y.getExpression()) && x.getFirst() == y.getFirst() &&
-               x.getLast() == y.getLast();
+        return same(x.getExpression(), y.getExpression()) && x.getFirst() == y.getFirst() && x.getLast() == y.getLast();
     }
     default:
         fail("an expression of a kind the fuzzer never builds");
@@ -1861,12 +1865,28 @@ void Program::run()
 {
     using Step = void (Program::*)();
     static Step const steps[] = {
-        &Program::newModule,      &Program::newModuleVariable, &Program::newFunction, &Program::newLocal,
-        &Program::constant,       &Program::variableReference, &Program::functionReference,
-        &Program::import,         &Program::operation,         &Program::element,     &Program::subRange,
-        &Program::callStep,       &Program::assignment,        &Program::openIf,      &Program::elseStep,
-        &Program::endStep,        &Program::cloneModuleStep,   &Program::cloneFunction, &Program::probe,
-        &Program::hoistStep,      &Program::printFunction,     &Program::misplacedItem,
+        &Program::newModule,
+        &Program::newModuleVariable,
+        &Program::newFunction,
+        &Program::newLocal,
+        &Program::constant,
+        &Program::variableReference,
+        &Program::functionReference,
+        &Program::import,
+        &Program::operation,
+        &Program::element,
+        &Program::subRange,
+        &Program::callStep,
+        &Program::assignment,
+        &Program::openIf,
+        &Program::elseStep,
+        &Program::endStep,
+        &Program::cloneModuleStep,
+        &Program::cloneFunction,
+        &Program::probe,
+        &Program::hoistStep,
+        &Program::printFunction,
+        &Program::misplacedItem,
         &Program::bareConstant,
     };
     constexpr std::size_t stepCount = sizeof steps / sizeof *steps;
