@@ -15,8 +15,6 @@ namespace {
 // alignment a block of their size needs: a multiple of 16 bytes is 16-aligned.
 constexpr std::size_t sGranule = 8;
 constexpr std::size_t sMaxPooled = 256;
-constexpr std::size_t sClassCount = sMaxPooled / sGranule + 1;
-constexpr std::size_t sChunkBytes = 64 * 1024;
 // allocate() puts the block's size in front of it, so deallocate() needs none.
 constexpr std::size_t sHeaderBytes = 16;
 
@@ -30,6 +28,9 @@ struct FreeBlock {
 };
 
 #if defined(SXIR_POOL)
+
+constexpr std::size_t sClassCount = sMaxPooled / sGranule + 1;
+constexpr std::size_t sChunkBytes = 64 * 1024;
 
 /// Free blocks that threads left behind when they ended, for other threads to reuse.
 struct Depot {
