@@ -14,7 +14,6 @@ namespace {
 // class of sGranule bytes; larger ones from the heap. Classes keep the
 // alignment a block of their size needs: a multiple of 16 bytes is 16-aligned.
 constexpr std::size_t sGranule = 8;
-constexpr std::size_t sMaxPooled = 256;
 // allocate() puts the block's size in front of it, so deallocate() needs none.
 constexpr std::size_t sHeaderBytes = 16;
 
@@ -29,6 +28,7 @@ struct FreeBlock {
 
 #if defined(SXIR_POOL)
 
+constexpr std::size_t sMaxPooled = 256;
 constexpr std::size_t sClassCount = sMaxPooled / sGranule + 1;
 constexpr std::size_t sChunkBytes = 64 * 1024;
 
