@@ -1,6 +1,7 @@
 #include "ir/AssignmentStatement.hpp"
 
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/HandleCache.hpp"
 #include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
@@ -12,29 +13,25 @@ AssignmentStatement::AssignmentStatement(Function const& function) : StatementSh
 
 AssignmentStatement::~AssignmentStatement()
 {
-    for (unsigned long index = 0; index < sNumSides; ++index) {
-        if (isSet(index)) {
-            side(index)->~Expression();
-        }
-    }
+    detail::HandleCache::release(mHandles, mSides, sNumSides);
+}
+
+ExpressionData const& AssignmentStatement::getNode(Side side) const
+{
+    SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
+    SXU_CHECK(mSides[side] != nullptr, "reading an assignment side that was never set");
+    return *mSides[side];
 }
 
 Expression const& AssignmentStatement::getExpression(Side side) const
 {
-    SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
-    SXU_CHECK(isSet(side), "reading an assignment side that was never set");
-    return *this->side(side);
+    return detail::HandleCache::get(mHandles, side, const_cast<ExpressionData*>(&getNode(side)));
 }
 
 void AssignmentStatement::setExpression(Side side, Expression const& expression)
 {
     SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
-    if (isSet(side)) {
-        *this->side(side) = expression;
-    } else {
-        new (mStorage[side]) Expression(expression);
-        mSetSides = static_cast<unsigned char>(mSetSides | (1u << side));
-    }
+    detail::HandleCache::set(mHandles, side, mSides[side], *expression.getData());
 }
 
 sxu::string AssignmentStatement::asString() const
@@ -42,9 +39,9 @@ sxu::string AssignmentStatement::asString() const
     sxu::string text;
     {
         detail::TextSink sink(text);
-        detail::appendExpression(sink, getExpression(LHS));
+        detail::ExpressionWalk::print(getNode(LHS), sink);
         sink.append('=');
-        detail::appendExpression(sink, getExpression(RHS));
+        detail::ExpressionWalk::print(getNode(RHS), sink);
     }
     return text;
 }
@@ -53,15 +50,15 @@ Statement* AssignmentStatement::clone(Function const& target) const
 {
     std::unique_ptr<AssignmentStatement> copy(new AssignmentStatement(target));
     for (unsigned long side = 0; side < sNumSides; ++side) {
-        copy->setExpression(static_cast<Side>(side), getExpression(static_cast<Side>(side)).clone(target));
+        // The copy takes over the clone's one reference.
+        copy->mSides[side] = getNode(static_cast<Side>(side)).clone(target);
     }
     return copy.release();
 }
 
 bool AssignmentStatement::localIsEquivalent(AssignmentStatement const& other) const
 {
-    return getExpression(LHS).isEquivalent(other.getExpression(LHS)) &&
-           getExpression(RHS).isEquivalent(other.getExpression(RHS));
+    return getNode(LHS).isEquivalent(other.getNode(LHS)) && getNode(RHS).isEquivalent(other.getNode(RHS));
 }
 
 } // namespace sxir

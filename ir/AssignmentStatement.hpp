@@ -4,9 +4,12 @@
 #include "ir/Expression.hpp"
 #include "ir/Statement.hpp"
 
-#include <new>
 
 namespace sxir {
+
+namespace detail {
+class HandleCache;
+} // namespace detail
 
 class SXIR_API AssignmentStatement final : public StatementShim<AssignmentStatement> {
 public:
@@ -31,17 +34,13 @@ public:
     /// Equivalent left sides, then equivalent right sides.
     bool localIsEquivalent(AssignmentStatement const& other) const override;
 
-private:
-    Expression* side(unsigned long index) { return std::launder(reinterpret_cast<Expression*>(mStorage[index])); }
-    Expression const* side(unsigned long index) const
-    {
-        return std::launder(reinterpret_cast<Expression const*>(mStorage[index]));
-    }
-    bool isSet(unsigned long index) const { return (mSetSides & (1u << index)) != 0; }
+    /// The node of a side that was set.
+    ExpressionData const& getNode(Side side) const;
 
-    // A side's handle lives in its storage once set; bit i of mSetSides tells which are.
-    unsigned char mSetSides = 0;
-    alignas(Expression) unsigned char mStorage[sNumSides][sizeof(Expression)];
+private:
+    // Counted references to the two sides; the handles getExpression returns are made on demand.
+    ExpressionData* mSides[sNumSides] = {};
+    mutable detail::HandleCache* mHandles = nullptr;
 };
 
 } // namespace sxir

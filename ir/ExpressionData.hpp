@@ -74,8 +74,8 @@ protected:
 
     /// The sub-expressions, in printing and comparison order.
     virtual unsigned long getNumSubExpressions() const { return 0; }
-    /// Sub-expression `position`, or null for an unset call operand.
-    virtual Expression const* getSubExpression(unsigned long) const { return nullptr; }
+    /// The node of sub-expression `position`, or null for an unset call operand.
+    virtual ExpressionData const* getSubExpression(unsigned long) const { return nullptr; }
     /// Function resolution takes the first sub-expression from here on that resolves.
     virtual unsigned long getFirstResolvingSubExpression() const { return 0; }
     /// Appends the text that comes before sub-expression `piece` (or after the last one).

@@ -78,9 +78,13 @@ bool FunctionCall::localIsEquivalent(FunctionCall const& other) const
     return detail::ExpressionWalk::equivalent(*this, other);
 }
 
-Expression const* FunctionCall::getSubExpression(unsigned long position) const
+ExpressionData const* FunctionCall::getSubExpression(unsigned long position) const
 {
-    return position == 0 ? &mFunction : mOperands[position - 1].get();
+    if (position == 0) {
+        return mFunction.getData();
+    }
+    Expression const* operand = mOperands[position - 1].get();
+    return operand == nullptr ? nullptr : operand->getData();
 }
 
 unsigned long FunctionCall::getFirstResolvingSubExpression() const

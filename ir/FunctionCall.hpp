@@ -42,7 +42,7 @@ public:
 
 protected:
     unsigned long getNumSubExpressions() const override { return 1 + mOperands.size(); }
-    Expression const* getSubExpression(unsigned long position) const override;
+    ExpressionData const* getSubExpression(unsigned long position) const override;
     unsigned long getFirstResolvingSubExpression() const override;
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;

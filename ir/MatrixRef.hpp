@@ -31,7 +31,10 @@ public:
 
 protected:
     unsigned long getNumSubExpressions() const override { return 3; }
-    Expression const* getSubExpression(unsigned long position) const override { return &mParts[position]; }
+    ExpressionData const* getSubExpression(unsigned long position) const override
+    {
+        return mParts[position].getData();
+    }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override { return asSameClass(other) != nullptr; }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;

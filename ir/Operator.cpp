@@ -3,7 +3,9 @@
 #include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
+#include "ir/Constant.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/HandleCache.hpp"
 #include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
@@ -93,73 +95,70 @@ Operator::Operator(OpId::Type op, Expression const& operand) : ExpressionDataShi
 {
     SXU_CHECK(getNumOperands(op) == 1, "a unary operator form for an operation that is not unary");
     // An operation of two operands built from this form gets the int32 constant 0 as its second.
-    constructOperands([&](unsigned long position) { return position == 0 ? operand : Expression(getContext(), 0); });
+    if (getNumOperands() == 2) {
+        mOperands[1] = new ScalarConstant<int>(getContext(), 0);
+    }
+    mOperands[0] = operand.getData()->getReference();
 }
 
 Operator::Operator(OpId::Type op, Expression const& left, Expression const& right)
     : ExpressionDataShim(left.getContext()), mOp(op)
 {
     SXU_CHECK(getNumOperands(op) == 2, "a binary operator form for an operation that is not binary");
-    constructOperands([&](unsigned long position) { return position == 0 ? left : right; });
+    mOperands[0] = left.getData()->getReference();
+    if (getNumOperands() == 2) {
+        mOperands[1] = right.getData()->getReference();
+    }
 }
 
 Operator::Operator(Context const& context, OpId::Type op) : ExpressionDataShim(context), mOp(op)
 {
     SXU_CHECK(op < OpId::Count, "operation id out of range");
-    constructOperands([&](unsigned long) { return Expression(context, 0); });
+    try {
+        initializeOperands();
+    } catch (...) {
+        detail::HandleCache::release(mHandles, mOperands, 2);
+        throw;
+    }
 }
 
 Operator::Operator(Context const& context, OpId::Type op, ExpressionData* const* operands)
     : ExpressionDataShim(context), mOp(op)
 {
-    constructOperands([&](unsigned long position) { return Expression(*operands[position]); });
-}
-
-template <class MakeOperand>
-void Operator::constructOperands(MakeOperand makeOperand)
-{
-    unsigned long built = 0;
-    try {
-        for (; built < getNumOperands(); ++built) {
-            new (&operands()[built]) Expression(makeOperand(built));
-        }
-    } catch (...) {
-        while (built-- > 0) {
-            operands()[built].~Expression();
-        }
-        throw;
+    for (unsigned long i = 0; i < getNumOperands(); ++i) {
+        mOperands[i] = operands[i]->getReference();
     }
 }
 
 Operator::~Operator()
 {
-    destroyOperands();
-}
-
-void Operator::destroyOperands()
-{
-    for (unsigned long i = getNumOperands(); i-- > 0;) {
-        operands()[i].~Expression();
-    }
+    detail::HandleCache::release(mHandles, mOperands, 2);
 }
 
 Expression const& Operator::getOperand(unsigned long position) const
 {
     SXU_CHECK(position < getNumOperands(), "operand position out of range");
-    return operands()[position];
+    return detail::HandleCache::get(mHandles, position, mOperands[position]);
 }
 
 void Operator::setOperand(unsigned long position, Expression const& operand)
 {
     SXU_CHECK(position < getNumOperands(), "operand position out of range");
-    operands()[position] = operand;
+    detail::HandleCache::set(mHandles, position, mOperands[position], *operand.getData());
 }
 
 void Operator::initializeOperands()
 {
+    // Each new constant is held before the next is made, so a failure leaves nothing behind.
     for (unsigned long i = 0; i < getNumOperands(); ++i) {
-        operands()[i] = Expression(getContext(), 0);
+        Expression const zero(getContext(), 0);
+        setOperand(i, zero);
     }
+}
+
+ExpressionData const* Operator::getSubExpression(unsigned long position) const
+{
+    return mOperands[position];
 }
 
 Function const* Operator::resolveFunction() const

@@ -5,9 +5,11 @@
 #include "ir/ExpressionData.hpp"
 #include "ir/OpId.hpp"
 
-#include <new>
-
 namespace sxir {
+
+namespace detail {
+class HandleCache;
+} // namespace detail
 
 class SXIR_API Operator final : public ExpressionDataShim<Operator> {
 public:
@@ -50,26 +52,18 @@ public:
 
 protected:
     unsigned long getNumSubExpressions() const override;
-    Expression const* getSubExpression(unsigned long position) const override { return &operands()[position]; }
+    ExpressionData const* getSubExpression(unsigned long position) const override;
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:
-    static constexpr unsigned long sMaxOperands = 2;
-
     Operator(Context const& context, OpId::Type op, ExpressionData* const* operands);
 
-    Expression* operands() { return std::launder(reinterpret_cast<Expression*>(mOperandStorage)); }
-    Expression const* operands() const { return std::launder(reinterpret_cast<Expression const*>(mOperandStorage)); }
-    /// Constructs each operand from makeOperand(position); on failure none is left behind.
-    template <class MakeOperand>
-    void constructOperands(MakeOperand makeOperand);
-    void destroyOperands();
-
     OpId::Type mOp;
-    // Exactly getNumOperands() handles live here, constructed in place.
-    alignas(Expression) unsigned char mOperandStorage[sMaxOperands * sizeof(Expression)];
+    // Counted references to the operands; the handles getOperand returns are made on demand.
+    ExpressionData* mOperands[2] = {};
+    mutable detail::HandleCache* mHandles = nullptr;
 };
 
 } // namespace sxir

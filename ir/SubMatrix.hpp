@@ -40,7 +40,7 @@ public:
 
 protected:
     unsigned long getNumSubExpressions() const override { return 1; }
-    Expression const* getSubExpression(unsigned long) const override { return &mExpression; }
+    ExpressionData const* getSubExpression(unsigned long) const override { return mExpression.getData(); }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;

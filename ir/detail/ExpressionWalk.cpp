@@ -9,15 +9,6 @@
 namespace sxir {
 namespace detail {
 
-namespace {
-
-ExpressionData const* nodeOf(Expression const* expression)
-{
-    return expression == nullptr ? nullptr : expression->getData();
-}
-
-} // namespace
-
 sxu::string ExpressionWalk::toString(ExpressionData const& root)
 {
     sxu::string text;
@@ -53,7 +44,7 @@ void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
             stack.pop();
             continue;
         }
-        ExpressionData const* child = nodeOf(frame.node->getSubExpression(frame.next));
+        ExpressionData const* child = frame.node->getSubExpression(frame.next);
         ++frame.next;
         frame.childPending = true;
         if (child == nullptr) {
@@ -88,7 +79,7 @@ bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b
         }
         // Pushed last first, so pairs are compared in order and the first difference ends the walk.
         for (unsigned long i = pair.left->getNumSubExpressions(); i-- > 0;) {
-            stack.push(Pair{nodeOf(pair.left->getSubExpression(i)), nodeOf(pair.right->getSubExpression(i))});
+            stack.push(Pair{pair.left->getSubExpression(i), pair.right->getSubExpression(i)});
         }
     }
     return true;
@@ -122,7 +113,7 @@ ExpressionData* ExpressionWalk::clone(ExpressionData const& root, Function const
     for (;;) {
         Frame& frame = stack.top();
         if (frame.next < frame.count) {
-            ExpressionData const* child = nodeOf(frame.node->getSubExpression(frame.next));
+            ExpressionData const* child = frame.node->getSubExpression(frame.next);
             ++frame.next;
             if (child != nullptr && child->getNumSubExpressions() != 0) {
                 stack.push(Frame{child, child->getNumSubExpressions(), 0, clones.nodes.size()});
@@ -161,7 +152,7 @@ Function const* ExpressionWalk::resolveFunction(ExpressionData const& root)
             continue;
         }
         for (unsigned long i = count; i-- > node->getFirstResolvingSubExpression();) {
-            if (ExpressionData const* child = nodeOf(node->getSubExpression(i))) {
+            if (ExpressionData const* child = node->getSubExpression(i)) {
                 stack.push(child);
             }
         }
@@ -178,7 +169,7 @@ bool ExpressionWalk::isSelectionLValue(ExpressionData const& selection)
         if (kind != ExpressionDataType::MatrixRef && kind != ExpressionDataType::SubMatrix) {
             return node->isLValue();
         }
-        node = node->getSubExpression(0)->getData();
+        node = node->getSubExpression(0);
     }
 }
 

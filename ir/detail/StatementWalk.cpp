@@ -79,9 +79,9 @@ void StatementWalk::print(CompoundStatement const* list, IfStatement const* root
         }
         if (sxu::hasExactType<AssignmentStatement>(*statement)) {
             auto const* assignment = static_cast<AssignmentStatement const*>(statement);
-            appendExpression(out, assignment->getExpression(AssignmentStatement::LHS));
+            ExpressionWalk::print(assignment->getNode(AssignmentStatement::LHS), out);
             out.append('=');
-            appendExpression(out, assignment->getExpression(AssignmentStatement::RHS));
+            ExpressionWalk::print(assignment->getNode(AssignmentStatement::RHS), out);
         } else {
             out.append(statement->asString());
         }
