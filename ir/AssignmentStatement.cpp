@@ -58,7 +58,8 @@ Statement* AssignmentStatement::clone(Function const& target) const
 
 bool AssignmentStatement::localIsEquivalent(AssignmentStatement const& other) const
 {
-    return getNode(LHS).isEquivalent(other.getNode(LHS)) && getNode(RHS).isEquivalent(other.getNode(RHS));
+    return detail::ExpressionWalk::equivalent(getNode(LHS), other.getNode(LHS)) &&
+           detail::ExpressionWalk::equivalent(getNode(RHS), other.getNode(RHS));
 }
 
 } // namespace sxir

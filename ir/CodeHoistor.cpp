@@ -21,7 +21,7 @@ using Position = StatementList::iterator;
 
 bool isAssignment(Statement const* statement)
 {
-    return sxu::hasExactType<AssignmentStatement>(*statement);
+    return detail::asAssignment(statement) != nullptr;
 }
 
 StatementList& branchList(IfStatement& statement, bool branch)

@@ -41,7 +41,8 @@ public:
 
     bool localIsEquivalent(Constant const& other) const final
     {
-        return sxu::hasExactType<C>(other) && localIsConstantEquivalent(static_cast<C const&>(other));
+        return sxu::hasExactType<C>(other) &&
+               static_cast<C const&>(*this).localIsConstantEquivalent(static_cast<C const&>(other));
     }
     Constant* localClone(Context const& context) const final
     {
@@ -49,6 +50,13 @@ public:
     }
 
     virtual bool localIsConstantEquivalent(C const& other) const = 0;
+
+protected:
+    bool isLocallyEquivalent(ExpressionData const& other) const override
+    {
+        return sxu::hasExactType<C>(other) &&
+               static_cast<C const&>(*this).localIsConstantEquivalent(static_cast<C const&>(other));
+    }
 };
 
 /// The data type of each of the five value types.

@@ -105,13 +105,16 @@ public:
     bool isEquivalent(ExpressionData const& other) const final
     {
         T const* same = asSameClass(other);
-        return same != nullptr && localIsEquivalent(*same);
+        return same != nullptr && self().localIsEquivalent(*same);
     }
     ExpressionDataType::Type getExpressionDataType() const final { return T::sExpressionDataType; }
 
     virtual bool localIsEquivalent(T const& other) const = 0;
 
 protected:
+    /// This node as its concrete class, so that a final T's own operations are called directly.
+    T const& self() const { return static_cast<T const&>(*this); }
+
     /// `other` as a T, or null when its run-time class is not T.
     static T const* asSameClass(ExpressionData const& other)
     {

@@ -47,7 +47,8 @@ public:
     StatementType::Type getStatementType() const final { return T::sStatementType; }
     bool isEquivalent(Statement const& other) const final
     {
-        return sxu::hasExactType<T>(other) && localIsEquivalent(static_cast<T const&>(other));
+        return sxu::hasExactType<T>(other) &&
+               static_cast<T const&>(*this).localIsEquivalent(static_cast<T const&>(other));
     }
 
     virtual bool localIsEquivalent(T const& other) const = 0;

@@ -61,7 +61,7 @@ public:
         if (!sxu::hasExactType<T>(other)) {
             return false;
         }
-        return localIsEquivalent(static_cast<T const&>(other));
+        return static_cast<T const&>(*this).localIsEquivalent(static_cast<T const&>(other));
     }
 
     Type* clone() const override { return new T(static_cast<T const&>(*this)); }

@@ -32,6 +32,11 @@ public:
 
 protected:
     void appendText(detail::TextSink& out, unsigned long piece) const override;
+    bool isLocallyEquivalent(ExpressionData const& other) const override
+    {
+        VariableRef const* same = asSameClass(other);
+        return same != nullptr && mVariable == same->mVariable;
+    }
 
 private:
     Variable const* mVariable;

@@ -77,8 +77,7 @@ void StatementWalk::print(CompoundStatement const* list, IfStatement const* root
             openIf(*nested);
             continue;
         }
-        if (sxu::hasExactType<AssignmentStatement>(*statement)) {
-            auto const* assignment = static_cast<AssignmentStatement const*>(statement);
+        if (AssignmentStatement const* assignment = asAssignment(statement)) {
             ExpressionWalk::print(assignment->getNode(AssignmentStatement::LHS), out);
             out.append('=');
             ExpressionWalk::print(assignment->getNode(AssignmentStatement::RHS), out);

@@ -1,6 +1,7 @@
 // Explicit-stack walks over statement trees, so that no operation recurses with the nesting of ifs.
 #pragma once
 
+#include "ir/AssignmentStatement.hpp"
 #include "ir/IfStatement.hpp"
 
 #include "util/ExactType.hpp"
@@ -13,7 +14,17 @@ class TextSink;
 /// `statement` as an if statement, or null.
 inline IfStatement const* asIf(Statement const* statement)
 {
-    return sxu::hasExactType<IfStatement>(*statement) ? static_cast<IfStatement const*>(statement) : nullptr;
+    // The kind query rules out most statements before the class check.
+    bool const isIf = statement->getStatementType() == StatementType::If && sxu::hasExactType<IfStatement>(*statement);
+    return isIf ? static_cast<IfStatement const*>(statement) : nullptr;
+}
+
+/// `statement` as an assignment, or null.
+inline AssignmentStatement const* asAssignment(Statement const* statement)
+{
+    bool const isAssignment = statement->getStatementType() == StatementType::Assignment &&
+                              sxu::hasExactType<AssignmentStatement>(*statement);
+    return isAssignment ? static_cast<AssignmentStatement const*>(statement) : nullptr;
 }
 
 inline IfStatement* asIf(Statement* statement)

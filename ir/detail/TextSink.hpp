@@ -5,6 +5,7 @@
 #include "util/Format.hpp"
 #include "util/String.hpp"
 
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -54,19 +55,25 @@ private:
     /// (possibly overlapping) moves instead of a call.
     SXIR_ALWAYS_INLINE static void copySmall(char* to, char const* from, std::size_t length)
     {
-        if (length >= 4 && length <= 16) {
-            std::size_t const half = length >= 8 ? 8 : 4;
-            char head[8];
-            char tail[8];
-            std::memcpy(head, from, half);
-            std::memcpy(tail, from + length - half, half);
-            std::memcpy(to, head, half);
-            std::memcpy(to + length - half, tail, half);
-        } else if (length > 0 && length < 4) {
+        if (length - 1 < 3) {
             to[0] = from[0];
             to[length / 2] = from[length / 2];
             to[length - 1] = from[length - 1];
-        } else if (length > 16) {
+        } else if (length - 4 < 4) {
+            std::uint32_t head;
+            std::uint32_t tail;
+            std::memcpy(&head, from, 4);
+            std::memcpy(&tail, from + length - 4, 4);
+            std::memcpy(to, &head, 4);
+            std::memcpy(to + length - 4, &tail, 4);
+        } else if (length - 8 < 9) {
+            std::uint64_t head;
+            std::uint64_t tail;
+            std::memcpy(&head, from, 8);
+            std::memcpy(&tail, from + length - 8, 8);
+            std::memcpy(to, &head, 8);
+            std::memcpy(to + length - 8, &tail, 8);
+        } else if (length != 0) {
             std::memcpy(to, from, length);
         }
     }
