@@ -5,12 +5,15 @@
 #include "ir/IfStatement.hpp"
 #include "ir/Module.hpp"
 #include "ir/Scope.hpp"
+#include "ir/detail/ExpressionWalk.hpp"
 #include "ir/detail/SmallStack.hpp"
 #include "ir/detail/StatementWalk.hpp"
 #include "util/Assertion.hpp"
 #include "util/ExactType.hpp"
 
 #include <memory>
+#include <unordered_map>
+#include <vector>
 
 namespace sxir {
 
@@ -29,16 +32,93 @@ StatementList& branchList(IfStatement& statement, bool branch)
     return statement.getStatements(branch).getStatementList();
 }
 
+bool holdsNoIf(StatementList const& list)
+{
+    for (Statement const* statement : list) {
+        if (detail::asIf(statement) != nullptr) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::size_t hashOf(AssignmentStatement const& assignment)
+{
+    std::size_t const left = detail::ExpressionWalk::hash(assignment.getNode(AssignmentStatement::LHS));
+    return left * 0x9e3779b97f4a7c15ull ^ detail::ExpressionWalk::hash(assignment.getNode(AssignmentStatement::RHS));
+}
+
+/// What hoisting out of the if at `position` again and again until nothing moves
+/// does, for an if whose branches hold no if statements, in time linear in their
+/// length. Each hoist takes the first statement of the true branch that has an
+/// equivalent in the false branch, and its first such equivalent. A statement that
+/// finds none never will, since the false branch only shrinks, so the search goes
+/// on after the last one hoisted; an index by structural hash finds the candidates.
+void hoistAllFromFlatIf(StatementList& list, Position position)
+{
+    IfStatement& statement = *detail::asIf(*position);
+    StatementList& trueBranch = branchList(statement, true);
+    StatementList& falseBranch = branchList(statement, false);
+    std::unordered_map<std::size_t, std::vector<Position>> index;
+    for (Position other = falseBranch.begin(); other != falseBranch.end(); ++other) {
+        if (AssignmentStatement const* assignment = detail::asAssignment(*other)) {
+            index[hashOf(*assignment)].push_back(other);
+        }
+    }
+    for (Position next = trueBranch.begin(); next != trueBranch.end();) {
+        Statement* candidate = *next;
+        AssignmentStatement const* assignment = detail::asAssignment(candidate);
+        auto const bucket = assignment == nullptr ? index.end() : index.find(hashOf(*assignment));
+        if (bucket == index.end()) {
+            ++next;
+            continue;
+        }
+        std::vector<Position>& others = bucket->second;
+        auto match = others.begin();
+        while (match != others.end() && !candidate->isEquivalent(**(*match))) {
+            ++match;
+        }
+        if (match == others.end()) {
+            ++next;
+            continue;
+        }
+        std::unique_ptr<Statement> copy(candidate->clone(candidate->getFunction()));
+        list.insert(position, copy.get());
+        copy.release();
+        Statement* other = **match;
+        falseBranch.erase(*match);
+        others.erase(match);
+        next = trueBranch.erase(next);
+        Base::destroy(candidate);
+        Base::destroy(other);
+    }
+}
+
 } // namespace
 
 void CodeHoistor::analyze(Module& module)
 {
+    // Sweeping the body until a sweep moves nothing gives each top-level if its
+    // hoists in order until one fails; hoisting out of one if touches neither the
+    // branches of another nor the statements the sweeps look at. So each if is
+    // drained in turn, and one without nested ifs in a single linear pass.
     Scope& scope = module.getModuleScope();
     for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
         ScopeItem& item = *scope.getGenericScopeItem(i);
-        if (item.getScopeItemType() == ScopeItemType::Function) {
-            Function& function = dynamic_cast<Function&>(item);
-            while (analyzeFcn(function)) {
+        if (item.getScopeItemType() != ScopeItemType::Function) {
+            continue;
+        }
+        StatementList& body = dynamic_cast<Function&>(item).getStatements().getStatementList();
+        for (Position position = body.begin(); position != body.end(); ++position) {
+            IfStatement* statement = detail::asIf(*position);
+            if (statement == nullptr) {
+                continue;
+            }
+            if (holdsNoIf(branchList(*statement, true)) && holdsNoIf(branchList(*statement, false))) {
+                hoistAllFromFlatIf(body, position);
+            } else {
+                while (hoist(body, position)) {
+                }
             }
         }
     }

@@ -4,6 +4,8 @@
 #include "ir/ExpressionData.hpp"
 #include "util/DataTypeId.hpp"
 
+#include <functional>
+
 namespace sxir {
 
 class BuiltinType;
@@ -103,6 +105,11 @@ public:
 
 protected:
     void appendText(detail::TextSink& out, unsigned long piece) const override;
+    /// Equal values hash alike; 0.0 and -0.0, which compare equal, both hash as 0.0.
+    std::size_t hashLocally() const override
+    {
+        return std::hash<T>()(mValue == T() ? T() : mValue) * 8 + ScalarDataType<T>::sId;
+    }
 
 private:
     T mValue;

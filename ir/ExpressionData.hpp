@@ -5,6 +5,7 @@
 #include "util/ExactType.hpp"
 #include "util/String.hpp"
 
+#include <cstddef>
 #include <type_traits>
 #include <typeinfo>
 
@@ -82,6 +83,8 @@ protected:
     virtual void appendText(detail::TextSink& out, unsigned long piece) const;
     /// The node's own part of equivalence: same class and same fields, sub-expressions aside.
     virtual bool isLocallyEquivalent(ExpressionData const& other) const { return isEquivalent(other); }
+    /// The node's own part of a structural hash: equivalent nodes give equal values.
+    virtual std::size_t hashLocally() const { return static_cast<std::size_t>(getExpressionDataType()); }
     /// A new node for `target` over the already cloned sub-expressions (null for an unset one).
     virtual ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const;
 

@@ -46,6 +46,7 @@ protected:
     unsigned long getFirstResolvingSubExpression() const override;
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
+    std::size_t hashLocally() const override { return 0x200 + mOperands.size(); }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:

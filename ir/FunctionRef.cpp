@@ -46,6 +46,11 @@ ExpressionData* FunctionRef::clone(Function const& target) const
     return new FunctionRef(function != nullptr ? *function : *mFunction);
 }
 
+std::size_t FunctionRef::hashLocally() const
+{
+    return mFunction->getSerial();
+}
+
 bool FunctionRef::localIsEquivalent(FunctionRef const& other) const
 {
     return mFunction->getSerial() == other.mFunction->getSerial();

@@ -30,6 +30,7 @@ public:
 
 protected:
     void appendText(detail::TextSink& out, unsigned long piece) const override;
+    std::size_t hashLocally() const override;
 
 private:
     Function const* mFunction;

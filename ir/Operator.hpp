@@ -55,6 +55,7 @@ protected:
     ExpressionData const* getSubExpression(unsigned long position) const override;
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
+    std::size_t hashLocally() const override { return 0x100 + mOp; }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:

@@ -43,6 +43,7 @@ protected:
     ExpressionData const* getSubExpression(unsigned long) const override { return mExpression.getData(); }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     bool isLocallyEquivalent(ExpressionData const& other) const override;
+    std::size_t hashLocally() const override { return mFirst * 31 + mLast; }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:

@@ -37,6 +37,7 @@ protected:
         VariableRef const* same = asSameClass(other);
         return same != nullptr && mVariable == same->mVariable;
     }
+    std::size_t hashLocally() const override { return reinterpret_cast<std::size_t>(mVariable); }
 
 private:
     Variable const* mVariable;

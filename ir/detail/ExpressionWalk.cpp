@@ -160,6 +160,26 @@ Function const* ExpressionWalk::resolveFunction(ExpressionData const& root)
     return nullptr;
 }
 
+std::size_t ExpressionWalk::hash(ExpressionData const& root)
+{
+    std::size_t value = 0;
+    SmallStack<ExpressionData const*> stack;
+    stack.push(&root);
+    while (!stack.empty()) {
+        ExpressionData const* node = stack.pop();
+        // An unset operand mixes in a value of its own.
+        std::size_t const local = node == nullptr ? 0x9e3779b9 : node->hashLocally();
+        value = (value ^ local) * 0x100000001b3ull + (value >> 29);
+        if (node == nullptr) {
+            continue;
+        }
+        for (unsigned long i = node->getNumSubExpressions(); i-- > 0;) {
+            stack.push(node->getSubExpression(i));
+        }
+    }
+    return value;
+}
+
 bool ExpressionWalk::isSelectionLValue(ExpressionData const& selection)
 {
     // Element and sub-range selections hold what they select from as sub-expression 0.

@@ -18,6 +18,8 @@ public:
     static ExpressionData* clone(ExpressionData const& root, Function const& target);
     /// The first function found in resolution order, or null.
     static Function const* resolveFunction(ExpressionData const& root);
+    /// A structural hash: equivalent expressions hash alike.
+    static std::size_t hash(ExpressionData const& root);
     /// Whether an element or sub-range selection is assignable: whether what it finally selects from is.
     static bool isSelectionLValue(ExpressionData const& selection);
     /// Destroys `node`, whose count reached zero, and every node only it held, without recursion.

@@ -1,5 +1,8 @@
 #include "tests/support/IrFixture.hpp"
 
+#include <random>
+#include <string>
+
 namespace {
 
 using sxir::Expression;
@@ -189,6 +192,49 @@ TEST_F(CodeHoistorTest, OnlyFunctionsOfTheModuleItselfAreVisited)
     std::string const untouched = nested.asString();
     EXPECT_EQ(analyzed(), "    x=1\n");
     EXPECT_EQ(nested.asString(), untouched);
+}
+
+TEST_F(CodeHoistorTest, AnalyzeGivesWhatSweepingUntilNothingMovesGives)
+{
+    // Random ifs over a few assignments, so that common pairs abound; the middle
+    // one of each function has a nested if, which the pass handles differently.
+    auto* fast = context->getGlobalScope().addScopeItem<sxir::Module>("fast");
+    auto* literal = context->getGlobalScope().addScopeItem<sxir::Module>("literal");
+    std::mt19937 random(7);
+    for (int round = 0; round < 40; ++round) {
+        unsigned const seed = static_cast<unsigned>(random());
+        for (sxir::Module* target : {fast, literal}) {
+            sxir::Function& g = addFunction("g" + std::to_string(round), {"c", "d"}, {"x", "y"}, target);
+            std::mt19937 shape(seed);
+            auto const assignments = [&](unsigned count) {
+                while (count-- > 0) {
+                    *use(g, shape() % 2 ? "x" : "y") = static_cast<int>(shape() % 3);
+                }
+            };
+            for (int statement = 0; statement < 3; ++statement) {
+                g.If(use(g, "c"));
+                assignments(shape() % 6);
+                if (statement == 1) {
+                    g.If(use(g, "d"));
+                    assignments(1);
+                    g.Else();
+                    assignments(1);
+                    g.End();
+                }
+                g.Else();
+                assignments(shape() % 6);
+                g.End();
+            }
+            if (target == literal) {
+                sxir::CodeHoistor hoistor;
+                while (hoistor.analyzeFcn(g)) {
+                }
+                hoistor.eliminateEmptyIfStatements(g.getStatements().getStatementList());
+            }
+        }
+    }
+    sxir::CodeHoistor().analyze(*fast);
+    EXPECT_EQ(fast->asString(), literal->asString());
 }
 
 } // namespace
