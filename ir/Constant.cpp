@@ -91,9 +91,10 @@ sxu::string ScalarConstant<T>::asString() const
 }
 
 template <class T>
-void ScalarConstant<T>::appendText(detail::TextSink& out, unsigned long) const
+unsigned long ScalarConstant<T>::openText(detail::TextSink& out) const
 {
     appendValue(out, mValue);
+    return 0;
 }
 
 template class ScalarConstant<unsigned char>;

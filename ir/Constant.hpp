@@ -54,10 +54,11 @@ public:
     virtual bool localIsConstantEquivalent(C const& other) const = 0;
 
 protected:
-    bool isLocallyEquivalent(ExpressionData const& other) const override
+    unsigned long compareLocally(ExpressionData const& other) const override
     {
-        return sxu::hasExactType<C>(other) &&
-               static_cast<C const&>(*this).localIsConstantEquivalent(static_cast<C const&>(other));
+        bool const same = sxu::hasExactType<C>(other) &&
+                          static_cast<C const&>(*this).localIsConstantEquivalent(static_cast<C const&>(other));
+        return same ? 0 : sDifferent;
     }
 };
 
@@ -104,7 +105,7 @@ public:
     bool localIsConstantEquivalent(ScalarConstant const& other) const override { return mValue == other.mValue; }
 
 protected:
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
+    unsigned long openText(detail::TextSink& out) const override;
     /// Equal values hash alike; 0.0 and -0.0, which compare equal, both hash as 0.0.
     std::size_t hashLocally() const override
     {

@@ -14,11 +14,10 @@ void ExpressionData::releaseReference()
     }
 }
 
-void ExpressionData::appendText(detail::TextSink& out, unsigned long piece) const
+unsigned long ExpressionData::openText(detail::TextSink& out) const
 {
-    if (piece == 0) {
-        out.append(asString());
-    }
+    out.append(asString());
+    return 0;
 }
 
 ExpressionData* ExpressionData::rebuild(Function const& target, ExpressionData* const*) const

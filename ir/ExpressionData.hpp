@@ -79,10 +79,19 @@ protected:
     virtual ExpressionData const* getSubExpression(unsigned long) const { return nullptr; }
     /// Function resolution takes the first sub-expression from here on that resolves.
     virtual unsigned long getFirstResolvingSubExpression() const { return 0; }
-    /// Appends the text that comes before sub-expression `piece` (or after the last one).
-    virtual void appendText(detail::TextSink& out, unsigned long piece) const;
-    /// The node's own part of equivalence: same class and same fields, sub-expressions aside.
-    virtual bool isLocallyEquivalent(ExpressionData const& other) const { return isEquivalent(other); }
+    /// Appends the text that comes before the first sub-expression (all of it, for a
+    /// leaf) and returns the number of sub-expressions.
+    virtual unsigned long openText(detail::TextSink& out) const;
+    /// Appends the text that follows sub-expression `piece - 1`.
+    virtual void appendText(detail::TextSink&, unsigned long) const {}
+    /// Returned by compareLocally when the nodes differ.
+    static constexpr unsigned long sDifferent = ~0ul;
+    /// The node's own part of equivalence (same class and same fields, sub-expressions
+    /// aside): sDifferent, or the number of sub-expressions still to compare.
+    virtual unsigned long compareLocally(ExpressionData const& other) const
+    {
+        return isEquivalent(other) ? 0 : sDifferent;
+    }
     /// The node's own part of a structural hash: equivalent nodes give equal values.
     virtual std::size_t hashLocally() const { return static_cast<std::size_t>(getExpressionDataType()); }
     /// A new node for `target` over the already cloned sub-expressions (null for an unset one).

@@ -107,10 +107,10 @@ void FunctionCall::appendText(detail::TextSink& out, unsigned long piece) const
     }
 }
 
-bool FunctionCall::isLocallyEquivalent(ExpressionData const& other) const
+unsigned long FunctionCall::compareLocally(ExpressionData const& other) const
 {
     FunctionCall const* same = asSameClass(other);
-    return same != nullptr && same->mOperands.size() == mOperands.size();
+    return same != nullptr && same->mOperands.size() == mOperands.size() ? 1 + mOperands.size() : sDifferent;
 }
 
 ExpressionData* FunctionCall::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const

@@ -44,8 +44,9 @@ protected:
     unsigned long getNumSubExpressions() const override { return 1 + mOperands.size(); }
     ExpressionData const* getSubExpression(unsigned long position) const override;
     unsigned long getFirstResolvingSubExpression() const override;
+    unsigned long openText(detail::TextSink&) const override { return 1 + mOperands.size(); }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
-    bool isLocallyEquivalent(ExpressionData const& other) const override;
+    unsigned long compareLocally(ExpressionData const& other) const override;
     std::size_t hashLocally() const override { return 0x200 + mOperands.size(); }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 

@@ -30,9 +30,10 @@ sxu::string FunctionRef::asString() const
     return mFunction->getName();
 }
 
-void FunctionRef::appendText(detail::TextSink& out, unsigned long) const
+unsigned long FunctionRef::openText(detail::TextSink& out) const
 {
     out.append(mFunction->getName());
+    return 0;
 }
 
 ExpressionData* FunctionRef::clone(Function const& target) const

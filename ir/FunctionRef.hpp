@@ -29,7 +29,7 @@ public:
     bool localIsEquivalent(FunctionRef const& other) const override;
 
 protected:
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
+    unsigned long openText(detail::TextSink& out) const override;
     std::size_t hashLocally() const override;
 
 private:

@@ -71,9 +71,7 @@ sxu::string MatrixRef::asString() const
 void MatrixRef::appendText(detail::TextSink& out, unsigned long piece) const
 {
     static char const pieces[] = {'\0', '(', ',', ')'};
-    if (piece != 0) {
-        out.append(pieces[piece]);
-    }
+    out.append(pieces[piece]);
 }
 
 ExpressionData* MatrixRef::clone(Function const& target) const

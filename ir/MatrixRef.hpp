@@ -35,8 +35,12 @@ protected:
     {
         return mParts[position].getData();
     }
+    unsigned long openText(detail::TextSink&) const override { return 3; }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
-    bool isLocallyEquivalent(ExpressionData const& other) const override { return asSameClass(other) != nullptr; }
+    unsigned long compareLocally(ExpressionData const& other) const override
+    {
+        return asSameClass(other) != nullptr ? 3 : sDifferent;
+    }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 
 private:

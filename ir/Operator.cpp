@@ -176,6 +176,13 @@ sxu::string Operator::asString() const
     return detail::ExpressionWalk::toString(*this);
 }
 
+unsigned long Operator::openText(detail::TextSink& out) const
+{
+    OperationInfo const& operation = sOperations[mOp];
+    out.append(operation.pieces[0]);
+    return operation.operands;
+}
+
 void Operator::appendText(detail::TextSink& out, unsigned long piece) const
 {
     std::string_view const text = sOperations[mOp].pieces[piece];
@@ -194,10 +201,10 @@ bool Operator::localIsEquivalent(Operator const& other) const
     return detail::ExpressionWalk::equivalent(*this, other);
 }
 
-bool Operator::isLocallyEquivalent(ExpressionData const& other) const
+unsigned long Operator::compareLocally(ExpressionData const& other) const
 {
     Operator const* same = asSameClass(other);
-    return same != nullptr && mOp == same->mOp;
+    return same != nullptr && mOp == same->mOp ? sOperations[mOp].operands : sDifferent;
 }
 
 ExpressionData* Operator::rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const

@@ -53,8 +53,9 @@ public:
 protected:
     unsigned long getNumSubExpressions() const override;
     ExpressionData const* getSubExpression(unsigned long position) const override;
+    unsigned long openText(detail::TextSink& out) const override;
     void appendText(detail::TextSink& out, unsigned long piece) const override;
-    bool isLocallyEquivalent(ExpressionData const& other) const override;
+    unsigned long compareLocally(ExpressionData const& other) const override;
     std::size_t hashLocally() const override { return 0x100 + mOp; }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 

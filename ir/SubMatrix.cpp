@@ -58,15 +58,13 @@ sxu::string SubMatrix::asString() const
     return detail::ExpressionWalk::toString(*this);
 }
 
-void SubMatrix::appendText(detail::TextSink& out, unsigned long piece) const
+void SubMatrix::appendText(detail::TextSink& out, unsigned long) const
 {
-    if (piece == 1) {
-        out.append('(');
-        out.appendDecimal(mFirst);
-        out.append(':');
-        out.appendDecimal(mLast);
-        out.append(')');
-    }
+    out.append('(');
+    out.appendDecimal(mFirst);
+    out.append(':');
+    out.appendDecimal(mLast);
+    out.append(')');
 }
 
 ExpressionData* SubMatrix::clone(Function const& target) const
@@ -79,10 +77,10 @@ bool SubMatrix::localIsEquivalent(SubMatrix const& other) const
     return detail::ExpressionWalk::equivalent(*this, other);
 }
 
-bool SubMatrix::isLocallyEquivalent(ExpressionData const& other) const
+unsigned long SubMatrix::compareLocally(ExpressionData const& other) const
 {
     SubMatrix const* same = asSameClass(other);
-    return same != nullptr && mFirst == same->mFirst && mLast == same->mLast;
+    return same != nullptr && mFirst == same->mFirst && mLast == same->mLast ? 1 : sDifferent;
 }
 
 ExpressionData* SubMatrix::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const

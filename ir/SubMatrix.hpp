@@ -41,8 +41,9 @@ public:
 protected:
     unsigned long getNumSubExpressions() const override { return 1; }
     ExpressionData const* getSubExpression(unsigned long) const override { return mExpression.getData(); }
+    unsigned long openText(detail::TextSink&) const override { return 1; }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
-    bool isLocallyEquivalent(ExpressionData const& other) const override;
+    unsigned long compareLocally(ExpressionData const& other) const override;
     std::size_t hashLocally() const override { return mFirst * 31 + mLast; }
     ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
 

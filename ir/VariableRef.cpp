@@ -36,9 +36,10 @@ sxu::string VariableRef::asString() const
     return mVariable->getName();
 }
 
-void VariableRef::appendText(detail::TextSink& out, unsigned long) const
+unsigned long VariableRef::openText(detail::TextSink& out) const
 {
     out.append(mVariable->getName());
+    return 0;
 }
 
 ExpressionData* VariableRef::clone(Function const& target) const

@@ -31,11 +31,11 @@ public:
     bool localIsEquivalent(VariableRef const& other) const override { return mVariable == other.mVariable; }
 
 protected:
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
-    bool isLocallyEquivalent(ExpressionData const& other) const override
+    unsigned long openText(detail::TextSink& out) const override;
+    unsigned long compareLocally(ExpressionData const& other) const override
     {
         VariableRef const* same = asSameClass(other);
-        return same != nullptr && mVariable == same->mVariable;
+        return same != nullptr && mVariable == same->mVariable ? 0 : sDifferent;
     }
     std::size_t hashLocally() const override { return reinterpret_cast<std::size_t>(mVariable); }
 

@@ -30,8 +30,7 @@ void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
         bool childPending;
     };
     SmallStack<Frame> stack;
-    root.appendText(out, 0);
-    if (unsigned long const count = root.getNumSubExpressions()) {
+    if (unsigned long const count = root.openText(out)) {
         stack.push(Frame{&root, count, 0, false});
     }
     while (!stack.empty()) {
@@ -51,8 +50,7 @@ void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
             out.append(std::string_view("(nil)"));
             continue;
         }
-        child->appendText(out, 0);
-        if (unsigned long const count = child->getNumSubExpressions()) {
+        if (unsigned long const count = child->openText(out)) {
             stack.push(Frame{child, count, 0, false});
         }
     }
@@ -74,11 +72,12 @@ bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b
             }
             continue;
         }
-        if (!pair.left->isLocallyEquivalent(*pair.right)) {
+        unsigned long const count = pair.left->compareLocally(*pair.right);
+        if (count == ExpressionData::sDifferent) {
             return false;
         }
         // Pushed last first, so pairs are compared in order and the first difference ends the walk.
-        for (unsigned long i = pair.left->getNumSubExpressions(); i-- > 0;) {
+        for (unsigned long i = count; i-- > 0;) {
             stack.push(Pair{pair.left->getSubExpression(i), pair.right->getSubExpression(i)});
         }
     }
