@@ -19,7 +19,66 @@ sxu::string ExpressionWalk::toString(ExpressionData const& root)
     return text;
 }
 
+namespace {
+
+// Expressions are mostly shallow, and following a shallow one by recursion costs
+// less than keeping frames; below this depth the walks go on with explicit
+// stacks, so the machine stack never holds more than this many levels.
+constexpr unsigned sRecursionLimit = 48;
+
+} // namespace
+
+void ExpressionWalk::printShallow(ExpressionData const& node, TextSink& out, unsigned depth)
+{
+    unsigned long const count = node.openText(out);
+    for (unsigned long i = 0; i < count; ++i) {
+        ExpressionData const* child = node.getSubExpression(i);
+        if (child == nullptr) {
+            out.append(std::string_view("(nil)"));
+        } else if (depth < sRecursionLimit) {
+            printShallow(*child, out, depth + 1);
+        } else {
+            printDeep(*child, out);
+        }
+        node.appendText(out, i + 1);
+    }
+}
+
+bool ExpressionWalk::equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned depth)
+{
+    unsigned long const count = a.compareLocally(b);
+    if (count == ExpressionData::sDifferent) {
+        return false;
+    }
+    for (unsigned long i = 0; i < count; ++i) {
+        ExpressionData const* left = a.getSubExpression(i);
+        ExpressionData const* right = b.getSubExpression(i);
+        if (left == nullptr || right == nullptr) {
+            if (left != right) {
+                return false;
+            }
+            continue;
+        }
+        bool const same =
+            depth < sRecursionLimit ? equivalentShallow(*left, *right, depth + 1) : equivalentDeep(*left, *right);
+        if (!same) {
+            return false;
+        }
+    }
+    return true;
+}
+
 void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
+{
+    printShallow(root, out, 0);
+}
+
+bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b)
+{
+    return equivalentShallow(a, b, 0);
+}
+
+void ExpressionWalk::printDeep(ExpressionData const& root, TextSink& out)
 {
     // A frame is a node whose sub-expressions are being printed; after each one
     // comes back, the node's text that follows it is appended.
@@ -56,7 +115,7 @@ void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
     }
 }
 
-bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b)
+bool ExpressionWalk::equivalentDeep(ExpressionData const& a, ExpressionData const& b)
 {
     struct Pair {
         ExpressionData const* left;

@@ -11,9 +11,13 @@ class ExpressionWalk {
 public:
     /// Appends the text of `root` to `out`.
     static void print(ExpressionData const& root, TextSink& out);
+    /// The same with an explicit stack, for the parts below the recursion limit.
+    static void printDeep(ExpressionData const& root, TextSink& out);
     /// The text of `root`.
     static sxu::string toString(ExpressionData const& root);
     static bool equivalent(ExpressionData const& a, ExpressionData const& b);
+    /// The same with an explicit stack, for the parts below the recursion limit.
+    static bool equivalentDeep(ExpressionData const& a, ExpressionData const& b);
     /// `root` rebuilt for `target`; count 1, owned by the caller.
     static ExpressionData* clone(ExpressionData const& root, Function const& target);
     /// The first function found in resolution order, or null.
@@ -30,6 +34,10 @@ public:
     {
         return Expression(context, node, Expression::Adopt());
     }
+
+private:
+    static void printShallow(ExpressionData const& node, TextSink& out, unsigned depth);
+    static bool equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned depth);
 };
 
 /// Appends the text of `expression` to `out`.
