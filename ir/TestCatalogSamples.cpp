@@ -151,93 +151,72 @@ void assignCallThroughHandle(Function& f, Function const& callee, std::initializ
     assignCall(f, c, operands);
 }
 
-Module* buildTimesTwo(Context const& context)
+void fillTimesTwo(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addTimesTwo(module, context, true);
-    return &module;
 }
 
-Module* buildCallTimesTwo(Context const& context)
+void fillCallTimesTwo(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addTimesTwo(module, context, false);
     Function& f = addFunction(module, "call_times_two",
                               makeSignature(context, {{"a", &real(context)}}, {{"b", &real(context)}}), true);
     *use(f, "b") = (use(f, "times_two") << use(f, "a"));
-    return &module;
 }
 
-Module* buildCallTimesTwoFunctionHandle(Context const& context)
+void fillCallTimesTwoFunctionHandle(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     Function const& timesTwo = addTimesTwo(module, context, false);
     Function& f = addFunction(module, "call_times_two",
                               makeSignature(context, {{"a", &real(context)}}, {{"b", &real(context)}}), true);
     assignCallThroughHandle(f, timesTwo, {"a"});
-    return &module;
 }
 
-Module* buildNonNativeOperator(Context const& context)
+void fillNonNativeOperator(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addNonNativeOperator(module, context);
-    return &module;
 }
 
-Module* buildCallNonNativeOperator(Context const& context)
+void fillCallNonNativeOperator(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     Function const& f = addNonNativeOperator(module, context);
     Function& ff = addFunction(module, "ff", f.getSignature(), true);
     *use(ff, "b") = (use(ff, "f") << use(ff, "a"));
-    return &module;
 }
 
-Module* buildSum3Vector(Context const& context)
+void fillSum3Vector(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     MatrixType const vector = column(context, 3);
     Function& f = addFunction(module, "f", makeSignature(context, {{"a", &vector}}, {{"b", &real(context)}}), true);
     Expression const a = use(f, "a");
     *use(f, "b") = a(Expression(context, 0)) + a(Expression(context, 1)) + a(Expression(context, 2));
-    return &module;
 }
 
-Module* buildSumPick3(Context const& context)
+void fillSumPick3(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addSumPick3(module, context, "f", true);
-    return &module;
 }
 
-Module* buildCallSumPick3(Context const& context)
+void fillCallSumPick3(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     Function const& actual = addSumPick3(module, context, "actual_function", false);
     Function& f = addFunction(module, "f", actual.getSignature(), true);
     assignCall(f, use(f, "actual_function"), {"a", "i1", "i2", "i3"});
-    return &module;
 }
 
-Module* buildHandleCallSumPick3(Context const& context)
+void fillHandleCallSumPick3(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     Function const& actual = addSumPick3(module, context, "actual_function", false);
     assignCallThroughHandle(addFunction(module, "f", actual.getSignature(), true), actual, {"a", "i1", "i2", "i3"});
-    return &module;
 }
 
-Module* buildSumPick3Into2(Context const& context)
+void fillSumPick3Into2(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addSumPick3Into2(module, context, "f", true);
-    return &module;
 }
 
-Module* buildSumPick3Into4(Context const& context)
+void fillSumPick3Into4(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     addSumPick3Into2(module, context, "f1", false);
     Function& f = addFunction(module, "f", pickSignature(context, column(context, 4)), true);
     Expression const b = use(f, "b");
@@ -248,12 +227,10 @@ Module* buildSumPick3Into4(Context const& context)
     Expression const i3 = use(f, "i3");
     *b(Colon(0, 2)) = (f1 << a << i1 << i2 << i3);
     *b(Colon(2, 4)) = (f1 << a << i3 << i2 << i1);
-    return &module;
 }
 
-Module* buildTimes2Or3(Context const& context)
+void fillTimes2Or3(Module& module, Context const& context)
 {
-    Module& module = addModule(context);
     Function& f = addFunction(module, "times_2_or_3",
                               makeSignature(context, {{"a", &real(context)}}, {{"b", &real(context)}}), true);
     Expression const a = use(f, "a");
@@ -263,6 +240,14 @@ Module* buildTimes2Or3(Context const& context)
     f.Else();
     *b = a * Expression(context, 3.0);
     f.End();
+}
+
+/// A builder: the module "module" in the context's global scope, filled by Fill.
+template <void (*Fill)(Module&, Context const&)>
+Module* build(Context const& context)
+{
+    Module& module = addModule(context);
+    Fill(module, context);
     return &module;
 }
 
@@ -273,18 +258,18 @@ struct Sample {
 
 // In registration order.
 Sample const sSamples[] = {
-    {"times_two", &buildTimesTwo},
-    {"call_times_two", &buildCallTimesTwo},
-    {"call_times_two_function_handle", &buildCallTimesTwoFunctionHandle},
-    {"non_native_operator", &buildNonNativeOperator},
-    {"call_non_native_operator", &buildCallNonNativeOperator},
-    {"sum_3_vector", &buildSum3Vector},
-    {"sum_pick_3", &buildSumPick3},
-    {"call_sum_pick_3", &buildCallSumPick3},
-    {"handle_call_sum_pick_3", &buildHandleCallSumPick3},
-    {"sum_pick_3_into_2", &buildSumPick3Into2},
-    {"sum_pick_3_into_4", &buildSumPick3Into4},
-    {"times_2_or_3", &buildTimes2Or3},
+    {"times_two", &build<&fillTimesTwo>},
+    {"call_times_two", &build<&fillCallTimesTwo>},
+    {"call_times_two_function_handle", &build<&fillCallTimesTwoFunctionHandle>},
+    {"non_native_operator", &build<&fillNonNativeOperator>},
+    {"call_non_native_operator", &build<&fillCallNonNativeOperator>},
+    {"sum_3_vector", &build<&fillSum3Vector>},
+    {"sum_pick_3", &build<&fillSumPick3>},
+    {"call_sum_pick_3", &build<&fillCallSumPick3>},
+    {"handle_call_sum_pick_3", &build<&fillHandleCallSumPick3>},
+    {"sum_pick_3_into_2", &build<&fillSumPick3Into2>},
+    {"sum_pick_3_into_4", &build<&fillSumPick3Into4>},
+    {"times_2_or_3", &build<&fillTimes2Or3>},
 };
 
 bool registerSamples()
