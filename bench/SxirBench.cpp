@@ -99,8 +99,7 @@ struct Bodies {
 #define SXIR_BENCH_MEASURED __attribute__((noinline))
 
 /// The two lists compared statement by statement.
-SXIR_BENCH_MEASURED bool measuredEquivalence(sxu::list<sxir::Statement*> const& a,
-                                             sxu::list<sxir::Statement*> const& b)
+SXIR_BENCH_MEASURED bool measuredEquivalence(sxu::list<sxir::Statement*> const& a, sxu::list<sxir::Statement*> const& b)
 {
     if (a.size() != b.size()) {
         return false;
@@ -211,7 +210,7 @@ void runEquivalence(benchmark::State& state, long size)
     for (auto _ : state) {
         for (long i = 0; i < count; ++i) {
             bool const same = measuredEquivalence(pairs.firsts[i]->getStatementList(),
-                                              pairs.bodies.functions[i]->getStatements().getStatementList());
+                                                  pairs.bodies.functions[i]->getStatements().getStatementList());
             if (!same) {
                 state.SkipWithError("the two bodies are not equivalent");
                 return;
@@ -320,7 +319,8 @@ void runHoist(benchmark::State& state, long n)
             // Every assignment moves out, and the emptied if goes.
             auto const* first = static_cast<sxir::Function*>(module.getModuleScope().getGenericScopeItem(0));
             auto const& body = first->getStatements().getStatementList();
-            if (static_cast<long>(body.size()) != n || body.front()->getStatementType() != sxir::StatementType::Assignment) {
+            if (static_cast<long>(body.size()) != n ||
+                body.front()->getStatementType() != sxir::StatementType::Assignment) {
                 state.SkipWithError("hoisting left something behind");
                 return;
             }

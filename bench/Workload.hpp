@@ -76,8 +76,8 @@ void registerWorkload(char const* library, char const* workload, long const* siz
     for (unsigned long i = 0; i < count; ++i) {
         long const size = sizes[i];
         std::string const name = std::string(library) + "/" + workload + "/" + std::to_string(size);
-        auto* registered = benchmark::RegisterBenchmark(
-            name.c_str(), [run, size](benchmark::State& state) { run(state, size); });
+        auto* registered =
+            benchmark::RegisterBenchmark(name.c_str(), [run, size](benchmark::State& state) { run(state, size); });
         registered->Unit(benchmark::kMillisecond)->Iterations(1);
     }
 }

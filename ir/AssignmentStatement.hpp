@@ -4,7 +4,6 @@
 #include "ir/Expression.hpp"
 #include "ir/Statement.hpp"
 
-
 namespace sxir {
 
 namespace detail {

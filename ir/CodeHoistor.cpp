@@ -152,10 +152,10 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
         StatementList* list;
         Position position;
         IfStatement* statement;
-        Position candidate;   // the current statement of the true branch
-        Position match;       // the current statement of the false branch
-        bool searchingFalse;  // looking through the false branch for the candidate
-        bool falseIfsFailed;  // every nested if of the false branch was searched in vain
+        Position candidate;  // the current statement of the true branch
+        Position match;      // the current statement of the false branch
+        bool searchingFalse; // looking through the false branch for the candidate
+        bool falseIfsFailed; // every nested if of the false branch was searched in vain
     };
     detail::SmallStack<Frame> stack;
     auto const enter = [&stack](StatementList& owner, Position at) {
@@ -247,7 +247,7 @@ bool eliminateEmptyIfs(StatementList& list)
         Position position;
         bool removed;
         bool removedAny;
-        unsigned long branch;  // 0: at a statement, 1 or 2: recursing into its true or false branch
+        unsigned long branch; // 0: at a statement, 1 or 2: recursing into its true or false branch
         bool childRemoved;
     };
     detail::SmallStack<Frame> stack;

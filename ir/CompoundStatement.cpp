@@ -9,8 +9,7 @@
 namespace sxir {
 
 CompoundStatement::CompoundStatement(Function const& function) : IrObject(function.getContext()), mFunction(&function)
-{
-}
+{}
 
 CompoundStatement::~CompoundStatement()
 {

@@ -3,8 +3,8 @@
 #include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
-#include "util/Assertion.hpp"
 #include "ir/detail/TextSink.hpp"
+#include "util/Assertion.hpp"
 
 namespace sxir {
 

@@ -91,9 +91,7 @@ struct ScalarDataType<char> {
 template <class T>
 class SXIR_API ScalarConstant final : public ConstantShim<ScalarConstant<T>> {
 public:
-    ScalarConstant(Context const& context, T const& value) : ConstantShim<ScalarConstant<T>>(context), mValue(value)
-    {
-    }
+    ScalarConstant(Context const& context, T const& value) : ConstantShim<ScalarConstant<T>>(context), mValue(value) {}
     ~ScalarConstant() override;
 
     T const& getValue() const { return mValue; }

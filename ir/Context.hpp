@@ -24,8 +24,8 @@ public:
     virtual ~Context();
 
     /// Hands a user error to the runtime environment; unused arguments are empty.
-    virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
-                             sxu::string const& arg3, sxu::string const& arg4) const = 0;
+    virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
+                             sxu::string const& arg4) const = 0;
     virtual bool isValidIdentifier(sxu::string const& name) const = 0;
     /// The scope in which modules are declared.
     virtual Scope const& getGlobalScope() const = 0;

@@ -34,8 +34,8 @@ ContextImpl::~ContextImpl()
     Base::destroy(mGlobalScope);
 }
 
-void ContextImpl::reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
-                              sxu::string const& arg3, sxu::string const& arg4) const
+void ContextImpl::reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
+                              sxu::string const& arg4) const
 {
     mEnvironment->reportError(id, arg1, arg2, arg3, arg4);
 }

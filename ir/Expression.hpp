@@ -116,7 +116,7 @@ SXIR_API FunctionCallBuilder operator<<(Expression const& function, Expression c
 SXIR_API Expression call(Expression const& function);
 
 #define SXIR_NATIVE_UNARY(id, symbol, op) SXIR_API Expression operator op(Expression const& operand);
-#define SXIR_NATIVE_BINARY(id, symbol, op) \
+#define SXIR_NATIVE_BINARY(id, symbol, op)                                                                             \
     SXIR_API Expression operator op(Expression const& left, Expression const& right);
 #define SXIR_FUNCTION_UNARY(id, name) SXIR_API Expression name(Expression const& operand);
 #define SXIR_FUNCTION_BINARY(id, name) SXIR_API Expression name(Expression const& left, Expression const& right);

@@ -44,8 +44,8 @@ private:
 
 // The signature scope each function scope is filled from; Local has none.
 unsigned long const sNoSignatureScope = ~0ul;
-unsigned long const sSignatureScopeOf[FunctionScopeType::Count] = {
-    FunctionIoScopeType::Input, FunctionIoScopeType::Output, sNoSignatureScope};
+unsigned long const sSignatureScopeOf[FunctionScopeType::Count] = {FunctionIoScopeType::Input,
+                                                                   FunctionIoScopeType::Output, sNoSignatureScope};
 
 /// Moves what `owned` holds to the end of `replaced`.
 template <class T>

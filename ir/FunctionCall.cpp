@@ -127,13 +127,11 @@ ExpressionData* FunctionCall::rebuild(Function const&, ExpressionData* const* cl
 
 FunctionCallBuilder::FunctionCallBuilder(Expression const& function)
     : IrObject(function.getContext()), mFunction(function)
-{
-}
+{}
 
 FunctionCallBuilder::FunctionCallBuilder(FunctionCallBuilder const& other)
     : IrObject(other.getContext()), mFunction(other.mFunction), mOperands(other.mOperands)
-{
-}
+{}
 
 FunctionCallBuilder::~FunctionCallBuilder() = default;
 

@@ -9,9 +9,7 @@
 
 namespace sxir {
 
-FunctionRef::FunctionRef(Function const& function) : ExpressionDataShim(function.getContext()), mFunction(&function)
-{
-}
+FunctionRef::FunctionRef(Function const& function) : ExpressionDataShim(function.getContext()), mFunction(&function) {}
 
 FunctionRef::~FunctionRef() = default;
 

@@ -8,10 +8,9 @@
 namespace sxir {
 
 IfStatement::IfStatement(Function const& function)
-    : StatementShim(function), mCondition(function.getContext(), 1),
-      mBranches{CompoundStatement(function), CompoundStatement(function)}
-{
-}
+    : StatementShim(function),
+      mCondition(function.getContext(), 1), mBranches{CompoundStatement(function), CompoundStatement(function)}
+{}
 
 IfStatement::~IfStatement() = default;
 

@@ -8,15 +8,12 @@
 namespace sxir {
 
 MatrixRef::MatrixRef(Expression const& expression)
-    : ExpressionDataShim(expression.getContext()),
-      mParts{expression, Expression(expression.getContext(), 0), mParts[1]}
-{
-}
+    : ExpressionDataShim(expression.getContext()), mParts{expression, Expression(expression.getContext(), 0), mParts[1]}
+{}
 
 MatrixRef::MatrixRef(Expression const& expression, Expression const& row, Expression const& column)
     : ExpressionDataShim(expression.getContext()), mParts{expression, row, column}
-{
-}
+{}
 
 MatrixRef::~MatrixRef() = default;
 

@@ -31,10 +31,7 @@ public:
 
 protected:
     unsigned long getNumSubExpressions() const override { return 3; }
-    ExpressionData const* getSubExpression(unsigned long position) const override
-    {
-        return mParts[position].getData();
-    }
+    ExpressionData const* getSubExpression(unsigned long position) const override { return mParts[position].getData(); }
     unsigned long openText(detail::TextSink&) const override { return 3; }
     void appendText(detail::TextSink& out, unsigned long piece) const override;
     unsigned long compareLocally(ExpressionData const& other) const override

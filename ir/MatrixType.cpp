@@ -7,25 +7,21 @@ namespace sxir {
 
 MatrixType::MatrixType(Context const& context, sxu::DataTypeId::Type id, sxu::Dimension const& dimension)
     : TypeShim(context), mBaseType(checkAndCloneType(context, context.getBuiltinType(id))), mDimension(dimension)
-{
-}
+{}
 
 MatrixType::MatrixType(Type const& baseType, sxu::Dimension const& dimension)
     : TypeShim(baseType.getContext()), mBaseType(checkAndCloneType(baseType.getContext(), baseType)),
       mDimension(dimension)
-{
-}
+{}
 
 MatrixType::MatrixType(MatrixType const& other)
     : TypeShim(other.getContext()), mBaseType(checkAndCloneType(other.getContext(), other.getBaseType())),
       mDimension(other.mDimension)
-{
-}
+{}
 
 MatrixType::MatrixType(Context const& context, MatrixType const& other)
     : TypeShim(context), mBaseType(checkAndCloneType(context, other.getBaseType())), mDimension(other.mDimension)
-{
-}
+{}
 
 MatrixType::~MatrixType() = default;
 

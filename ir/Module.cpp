@@ -8,8 +8,8 @@
 namespace sxir {
 
 namespace {
-bool const sRegistered =
-    detail::ScopeItemRegistry::get().registerCreator(ScopeItemType::Module, &detail::ScopeItemRegistry::createItem<Module>);
+bool const sRegistered = detail::ScopeItemRegistry::get().registerCreator(
+    ScopeItemType::Module, &detail::ScopeItemRegistry::createItem<Module>);
 
 // Clients match on this report, so its source and line stay fixed.
 char const* const sInvalidUseSource = "ir/Module";
@@ -18,9 +18,9 @@ int const sInvalidUseLine = 77;
 
 Module::Module(Scope const& parent, sxu::string const& name)
     : ScopeItemShim(parent, name),
-      mScope(Scope::createOwning(std::unique_ptr<ScopeConfiguration>(new ModuleScopeConfiguration(getContext(), *this))))
-{
-}
+      mScope(
+          Scope::createOwning(std::unique_ptr<ScopeConfiguration>(new ModuleScopeConfiguration(getContext(), *this))))
+{}
 
 Module::~Module() = default;
 

@@ -1,16 +1,15 @@
 #include "ir/Operator.hpp"
 
 #include "ir/BuiltinType.hpp"
+#include "ir/Constant.hpp"
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
-#include "ir/Constant.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
 #include "ir/detail/HandleCache.hpp"
 #include "ir/detail/TextSink.hpp"
 #include "util/Assertion.hpp"
 
 #include <string_view>
-
 
 namespace sxir {
 
@@ -33,7 +32,10 @@ struct OperationInfo {
 constexpr OperationInfo makeInfo(char const* name, char const* symbol, unsigned long operands,
                                  char const* const (&pieces)[3])
 {
-    return OperationInfo{name, symbol, operands, !sameText(name, "DUMMY"),
+    return OperationInfo{name,
+                         symbol,
+                         operands,
+                         !sameText(name, "DUMMY"),
                          {std::string_view(pieces[0]), std::string_view(pieces[1]), std::string_view(pieces[2])}};
 }
 

@@ -14,8 +14,8 @@ public:
 
     /// Receives every user error; expected to throw or stop. If it returns, the
     /// reporting operation carries on.
-    virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
-                             sxu::string const& arg3, sxu::string const& arg4) const = 0;
+    virtual void reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
+                             sxu::string const& arg4) const = 0;
     virtual bool isValidIdentifier(sxu::string const& name) const = 0;
 };
 

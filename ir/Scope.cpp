@@ -16,8 +16,7 @@ GenericConstScopeItemVisitor::~GenericConstScopeItemVisitor() = default;
 
 ScopeData::ScopeData(Scope& owner, ScopeConfiguration const& configuration)
     : Base(owner.getContext()), mOwner(&owner), mConfiguration(&configuration)
-{
-}
+{}
 
 ScopeData::~ScopeData()
 {
@@ -28,8 +27,7 @@ ScopeData::~ScopeData()
 
 Scope::Scope(ScopeConfiguration const& configuration)
     : IrObject(configuration.getContext()), mData(new ScopeData(*this, configuration))
-{
-}
+{}
 
 Scope::~Scope() = default;
 

@@ -22,10 +22,7 @@ class SXIR_API ScopeData : public Base {
 public:
     using Items = sxu::vector<ScopeItem*>;
     struct NameHash {
-        std::size_t operator()(sxu::string const& name) const noexcept
-        {
-            return std::hash<std::string_view>()(name);
-        }
+        std::size_t operator()(sxu::string const& name) const noexcept { return std::hash<std::string_view>()(name); }
     };
     /// Names are matched exactly (case-sensitive).
     using Index = std::unordered_map<sxu::string, unsigned long, NameHash, std::equal_to<sxu::string>,

@@ -27,7 +27,7 @@ namespace {
 // scope that declares the function.
 unsigned long const sDeclaringScope = ~0ul;
 unsigned long const sEnclosingKind[FunctionScopeType::Count] = {sDeclaringScope, FunctionScopeType::Input,
-                                                                 FunctionScopeType::Output};
+                                                                FunctionScopeType::Output};
 } // namespace
 
 bool FunctionScopeConfiguration::isValidScopeItemType(ScopeItemType::Type type) const

@@ -40,8 +40,7 @@ class SXIR_API ModuleScopeConfiguration final : public ScopeConfiguration {
 public:
     ModuleScopeConfiguration(Context const& context, Module const& module)
         : ScopeConfiguration(context), mModule(&module)
-    {
-    }
+    {}
     bool isValidScopeItemType(ScopeItemType::Type type) const override;
     Function const* resolveFunction() const override { return nullptr; }
     Scope const* getParentScope() const override;
@@ -56,8 +55,7 @@ class SXIR_API FunctionScopeConfiguration final : public ScopeConfiguration {
 public:
     FunctionScopeConfiguration(Context const& context, Function const& function, FunctionScopeType::Type kind)
         : ScopeConfiguration(context), mFunction(&function), mKind(kind)
-    {
-    }
+    {}
     bool isValidScopeItemType(ScopeItemType::Type type) const override;
     Function const* resolveFunction() const override { return mFunction; }
     Scope const* getParentScope() const override;

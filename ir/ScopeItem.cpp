@@ -15,8 +15,7 @@ std::atomic<unsigned long> ScopeItem::smSerialCount{0};
 
 ScopeItem::ScopeItem(Scope const& parent, sxu::string const& name)
     : IrObject(parent.getContext()), mParentScope(&parent), mName(name), mSerial(smSerialCount++)
-{
-}
+{}
 
 ScopeItem::~ScopeItem() = default;
 

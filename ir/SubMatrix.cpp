@@ -2,8 +2,8 @@
 
 #include "ir/MatrixType.hpp"
 #include "ir/detail/ExpressionWalk.hpp"
-#include "util/Assertion.hpp"
 #include "ir/detail/TextSink.hpp"
+#include "util/Assertion.hpp"
 
 namespace sxir {
 

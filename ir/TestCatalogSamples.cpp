@@ -3,8 +3,8 @@
 #include "ir/Colon.hpp"
 #include "ir/Context.hpp"
 #include "ir/Expression.hpp"
-#include "ir/FunctionCall.hpp"
 #include "ir/Function.hpp"
+#include "ir/FunctionCall.hpp"
 #include "ir/FunctionSignature.hpp"
 #include "ir/MatrixType.hpp"
 #include "ir/Module.hpp"
@@ -59,7 +59,8 @@ FunctionSignature makeSignature(Context const& context, std::initializer_list<Pa
 
 Function& addFunction(Module& module, char const* name, FunctionSignature const& signature, bool exported)
 {
-    auto& function = dynamic_cast<Function&>(*module.getModuleScope().addGenericScopeItem(ScopeItemType::Function, name));
+    auto& function =
+        dynamic_cast<Function&>(*module.getModuleScope().addGenericScopeItem(ScopeItemType::Function, name));
     function.setSignature(signature);
     function.setExported(exported);
     return function;

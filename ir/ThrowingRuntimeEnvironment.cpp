@@ -6,8 +6,8 @@ namespace sxir {
 
 namespace {
 
-std::string describe(char const* id, sxu::string const& arg1, sxu::string const& arg2,
-                     sxu::string const& arg3, sxu::string const& arg4)
+std::string describe(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
+                     sxu::string const& arg4)
 {
     std::string text = id;
     for (sxu::string const* argument : {&arg1, &arg2, &arg3, &arg4}) {
@@ -26,11 +26,10 @@ bool isAsciiLetter(char c)
 
 } // namespace
 
-ReportedError::ReportedError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
-                             sxu::string const& arg3, sxu::string const& arg4)
+ReportedError::ReportedError(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3,
+                             sxu::string const& arg4)
     : std::runtime_error(describe(id, arg1, arg2, arg3, arg4)), mId(id), mArguments{arg1, arg2, arg3, arg4}
-{
-}
+{}
 
 void ThrowingRuntimeEnvironment::reportError(char const* id, sxu::string const& arg1, sxu::string const& arg2,
                                              sxu::string const& arg3, sxu::string const& arg4) const

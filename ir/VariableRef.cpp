@@ -10,9 +10,7 @@
 
 namespace sxir {
 
-VariableRef::VariableRef(Variable const& variable) : ExpressionDataShim(variable.getContext()), mVariable(&variable)
-{
-}
+VariableRef::VariableRef(Variable const& variable) : ExpressionDataShim(variable.getContext()), mVariable(&variable) {}
 
 VariableRef::~VariableRef() = default;
 
@@ -53,8 +51,8 @@ ExpressionData* VariableRef::clone(Function const& target) const
                                : nullptr;
     SXU_CHECK(variable != nullptr, "the target function declares no variable of the cloned reference's name");
     // Without the declaration the clone keeps referring to the source's variable.
-    Expression const clone =
-        detail::ExpressionWalk::adopt(target.getContext(), new VariableRef(variable != nullptr ? *variable : *mVariable));
+    Expression const clone = detail::ExpressionWalk::adopt(
+        target.getContext(), new VariableRef(variable != nullptr ? *variable : *mVariable));
     ExpressionData& node = const_cast<ExpressionData&>(*clone.getData());
     detail::RebindCache::keepNode(target, *mVariable, node);
     return node.getReference();

@@ -14,18 +14,17 @@
 
 namespace {
 
-char const* const sUsage =
-    "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
-    "       sxir-catalog --list | --help | --version\n"
-    "\n"
-    "Prints the sample modules of the sxir test catalog, each after a line\n"
-    "\"== NAME ==\"; with no NAME, every sample in catalog order.\n"
-    "\n"
-    "  --list     print the sample names, one per line\n"
-    "  --hoist    run the code-hoisting pass on each module before printing it\n"
-    "  --clone    print a clone of each module made in a second context\n"
-    "  --help     print this help\n"
-    "  --version  print the version\n";
+char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
+                           "       sxir-catalog --list | --help | --version\n"
+                           "\n"
+                           "Prints the sample modules of the sxir test catalog, each after a line\n"
+                           "\"== NAME ==\"; with no NAME, every sample in catalog order.\n"
+                           "\n"
+                           "  --list     print the sample names, one per line\n"
+                           "  --hoist    run the code-hoisting pass on each module before printing it\n"
+                           "  --clone    print a clone of each module made in a second context\n"
+                           "  --help     print this help\n"
+                           "  --version  print the version\n";
 
 struct CommandLine {
     bool list = false;

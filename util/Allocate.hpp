@@ -58,7 +58,8 @@ public:
 
     StlAllocator() noexcept = default;
     template <class U>
-    StlAllocator(StlAllocator<U> const&) noexcept {}
+    StlAllocator(StlAllocator<U> const&) noexcept
+    {}
 
     T* allocate(std::size_t n)
     {
@@ -70,9 +71,15 @@ public:
     void deallocate(T* p, std::size_t n) noexcept { Allocate::deallocateBytes(p, n * sizeof(T)); }
 
     template <class U>
-    bool operator==(StlAllocator<U> const&) const noexcept { return true; }
+    bool operator==(StlAllocator<U> const&) const noexcept
+    {
+        return true;
+    }
     template <class U>
-    bool operator!=(StlAllocator<U> const&) const noexcept { return false; }
+    bool operator!=(StlAllocator<U> const&) const noexcept
+    {
+        return false;
+    }
 };
 
 } // namespace sxu

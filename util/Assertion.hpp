@@ -10,8 +10,8 @@
 // otherwise leaves to the caller. SXU_SOURCE_PATH is set per library source by
 // the build ("ir/Scope" for ir/Scope.cpp), so use SXU_CHECK in sources only.
 #if defined(SXIR_CHECKED)
-#  define SXU_CHECK(condition, message) \
-      ((condition) ? static_cast<void>(0) : sxu_assertion((message), SXU_SOURCE_PATH, __LINE__))
+#define SXU_CHECK(condition, message)                                                                                  \
+    ((condition) ? static_cast<void>(0) : sxu_assertion((message), SXU_SOURCE_PATH, __LINE__))
 #else
-#  define SXU_CHECK(condition, message) static_cast<void>(0)
+#define SXU_CHECK(condition, message) static_cast<void>(0)
 #endif

@@ -37,8 +37,7 @@ inline int runOnBigStack(std::function<int()> body)
     }
     pthread_attr_destroy(&attributes);
     if (error != 0) {
-        std::fprintf(stderr, "cannot start a thread with a %lu-byte stack: %s\n", kBigStackBytes,
-                     std::strerror(error));
+        std::fprintf(stderr, "cannot start a thread with a %lu-byte stack: %s\n", kBigStackBytes, std::strerror(error));
         return 1;
     }
     pthread_join(thread, nullptr);

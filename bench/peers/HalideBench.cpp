@@ -55,8 +55,7 @@ Stmt buildBody(Locals const& locals, long size)
         bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
         Expr const value = hi::Sub::make(hi::Mul::make(hi::Add::make(v[s.a], v[s.b]), v[s.c]), v[s.d]);
         statements.push_back(
-            hi::Store::make(locals.names[s.target], value, index, hi::Parameter(), always,
-                            hi::ModulusRemainder()));
+            hi::Store::make(locals.names[s.target], value, index, hi::Parameter(), always, hi::ModulusRemainder()));
     }
     return hi::Block::make(statements);
 }

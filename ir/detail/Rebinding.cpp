@@ -11,8 +11,7 @@ SXIR_FAST_TLS thread_local RebindCache* tActive = nullptr;
 SXIR_FAST_TLS thread_local unsigned long tScopeGeneration = 0;
 } // namespace
 
-RebindCache::RebindCache(Function const& target)
-    : mTarget(&target), mGeneration(tScopeGeneration), mOuter(tActive)
+RebindCache::RebindCache(Function const& target) : mTarget(&target), mGeneration(tScopeGeneration), mOuter(tActive)
 {
     tActive = this;
 }

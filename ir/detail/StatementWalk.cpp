@@ -37,8 +37,8 @@ void StatementWalk::print(CompoundStatement const* list, IfStatement const* root
     };
     SmallStack<Frame> stack;
     auto const openBranch = [&stack](IfStatement const& owner, unsigned long branch) {
-        sxu::list<Statement*> const& statements = owner.getStatements(IfStatement::indexToBranch(branch))
-                                                      .getStatementList();
+        sxu::list<Statement*> const& statements =
+            owner.getStatements(IfStatement::indexToBranch(branch)).getStatementList();
         stack.push(Frame{statements.begin(), statements.end(), &owner, branch});
     };
     auto const openIf = [&](IfStatement const& statement) {
