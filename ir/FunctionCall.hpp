@@ -21,7 +21,10 @@ public:
     explicit FunctionCall(Expression const& function);
     ~FunctionCall() override;
 
+    /// The function-valued expression called.
     Expression const& getFunction() const { return mFunction; }
+    /// The same, under the name the other selections use.
+    Expression const& getExpression() const { return mFunction; }
     /// The call's own copy of the called signature.
     FunctionSignature const& getSignature() const { return *mSignature; }
     unsigned long getNumOperands() const { return mOperands.size(); }
