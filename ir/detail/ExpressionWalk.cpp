@@ -28,28 +28,26 @@ constexpr unsigned sRecursionLimit = 48;
 
 } // namespace
 
-void ExpressionWalk::printShallow(ExpressionData const& node, TextSink& out, unsigned depth)
+// The shallow walks are given the node's count of sub-expressions, which the
+// caller learnt when it opened the node, so that a leaf costs no call of its own.
+void ExpressionWalk::printShallow(ExpressionData const& node, unsigned long count, TextSink& out, unsigned depth)
 {
-    unsigned long const count = node.openText(out);
     for (unsigned long i = 0; i < count; ++i) {
         ExpressionData const* child = node.getSubExpression(i);
         if (child == nullptr) {
             out.append(std::string_view("(nil)"));
-        } else if (depth < sRecursionLimit) {
-            printShallow(*child, out, depth + 1);
-        } else {
+        } else if (depth >= sRecursionLimit) {
             printDeep(*child, out);
+        } else if (unsigned long const childCount = child->openText(out)) {
+            printShallow(*child, childCount, out, depth + 1);
         }
         node.appendText(out, i + 1);
     }
 }
 
-bool ExpressionWalk::equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned depth)
+bool ExpressionWalk::equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned long count,
+                                       unsigned depth)
 {
-    unsigned long const count = a.compareLocally(b);
-    if (count == ExpressionData::sDifferent) {
-        return false;
-    }
     for (unsigned long i = 0; i < count; ++i) {
         ExpressionData const* left = a.getSubExpression(i);
         ExpressionData const* right = b.getSubExpression(i);
@@ -59,9 +57,15 @@ bool ExpressionWalk::equivalentShallow(ExpressionData const& a, ExpressionData c
             }
             continue;
         }
-        bool const same =
-            depth < sRecursionLimit ? equivalentShallow(*left, *right, depth + 1) : equivalentDeep(*left, *right);
-        if (!same) {
+        if (depth >= sRecursionLimit) {
+            if (!equivalentDeep(*left, *right)) {
+                return false;
+            }
+            continue;
+        }
+        unsigned long const childCount = left->compareLocally(*right);
+        if (childCount == ExpressionData::sDifferent ||
+            (childCount != 0 && !equivalentShallow(*left, *right, childCount, depth + 1))) {
             return false;
         }
     }
@@ -70,12 +74,15 @@ bool ExpressionWalk::equivalentShallow(ExpressionData const& a, ExpressionData c
 
 void ExpressionWalk::print(ExpressionData const& root, TextSink& out)
 {
-    printShallow(root, out, 0);
+    if (unsigned long const count = root.openText(out)) {
+        printShallow(root, count, out, 0);
+    }
 }
 
 bool ExpressionWalk::equivalent(ExpressionData const& a, ExpressionData const& b)
 {
-    return equivalentShallow(a, b, 0);
+    unsigned long const count = a.compareLocally(b);
+    return count != ExpressionData::sDifferent && (count == 0 || equivalentShallow(a, b, count, 0));
 }
 
 void ExpressionWalk::printDeep(ExpressionData const& root, TextSink& out)

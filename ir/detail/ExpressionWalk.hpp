@@ -36,8 +36,9 @@ public:
     }
 
 private:
-    static void printShallow(ExpressionData const& node, TextSink& out, unsigned depth);
-    static bool equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned depth);
+    static void printShallow(ExpressionData const& node, unsigned long count, TextSink& out, unsigned depth);
+    static bool equivalentShallow(ExpressionData const& a, ExpressionData const& b, unsigned long count,
+                                  unsigned depth);
 };
 
 /// Appends the text of `expression` to `out`.
