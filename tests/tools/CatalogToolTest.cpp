@@ -1,3 +1,4 @@
+// The catalog tool run as a program: what it prints for each form of its command line, and how it refuses.
 #include "ir/TestCatalog.hpp"
 
 #include <gtest/gtest.h>
@@ -15,107 +16,71 @@ namespace {
 
 struct ToolRun {
     int status;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 std::string slurp(std::string const& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
 }
 
 /// Runs the tool with `arguments` (already shell-quoted where needed).
 ToolRun runTool(std::string const& arguments)
 {
-    // CTest may run several of these at once: each run gets files of its own.
-    static unsigned long runs = 0;
-    std::string const stem = ::testing::TempDir() + "catalog_tool_" + std::to_string(::getpid()) + "_" +
-                             std::to_string(runs++);
-    std::string const out = stem + ".out";
-    std::string const err = stem + ".err";
-    std::string const command = std::string("'") + SXIR_CATALOG_TOOL + "' " + arguments + " >'" + out + "' 2>'" + err + "'";
-    int const status = std::system(command.c_str());
-    ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-    std::remove(out.c_str());
-    std::remove(err.c_str());
+    // CTest may run several of these programs at once: each gets files of its own.
+    std::string const stem = ::testing::TempDir() + "catalog_tool_" + std::to_string(::getpid());
+    int const status =
+        std::system(("'" SXIR_CATALOG_TOOL "' " + arguments + " >'" + stem + ".out' 2>'" + stem + ".err'").c_str());
+    ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(stem + ".out"), slurp(stem + ".err")};
+    std::remove((stem + ".out").c_str());
+    std::remove((stem + ".err").c_str());
     return run;
 }
 
-std::string expectedSample(std::string const& name)
+std::string sample(std::string const& name)
 {
     return "== " + name + " ==\n" + slurp(std::string(SXIR_GOLDEN_DIR) + "/" + name + ".txt") + "\n";
 }
 
-TEST(CatalogTool, WithoutArgumentsPrintsEverySampleInCatalogOrder)
+TEST(CatalogTool, PrintsListsHoistsAndClonesTheSamples)
 {
-    std::string expected;
+    std::string all, names;
     for (sxu::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
-        expected += expectedSample(name);
+        all += sample(name);
+        names += name + "\n";
     }
-    ToolRun const plain = runTool("");
-    EXPECT_EQ(plain.status, 0);
-    EXPECT_EQ(plain.out, expected);
-    EXPECT_EQ(plain.err, "");
-    ToolRun const cloned = runTool("--clone");
-    EXPECT_EQ(cloned.status, 0);
-    EXPECT_EQ(cloned.out, expected);
-}
-
-TEST(CatalogTool, PrintsTheNamedSamplesInTheGivenOrder)
-{
-    ToolRun const run = runTool("times_two sum_3_vector times_two");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, expectedSample("times_two") + expectedSample("sum_3_vector") + expectedSample("times_two"));
-}
-
-TEST(CatalogTool, ListsTheNames)
-{
-    std::string expected;
-    for (sxu::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
-        expected += name + "\n";
+    std::string const version = std::string("sxir-catalog ") + SXIR_VERSION + "\n";
+    std::pair<char const*, std::string> const runs[] = {
+        {"", all},
+        {"--clone", all},
+        {"times_two sum_3_vector times_two", sample("times_two") + sample("sum_3_vector") + sample("times_two")},
+        {"--list", names},
+        {"--hoist --clone times_2_or_3", sample("times_2_or_3")},
+        {"--version", version},
+    };
+    for (auto const& [arguments, expected] : runs) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 0) << arguments;
+        EXPECT_EQ(run.out, expected) << arguments;
+        EXPECT_EQ(run.err, "") << arguments;
     }
-    ToolRun const run = runTool("--list");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, expected);
+    EXPECT_EQ(runTool("--help").out.rfind("Usage: sxir-catalog", 0), 0u);
 }
 
-TEST(CatalogTool, HoistsBeforePrintingWhenAsked)
+TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
 {
-    ToolRun const run = runTool("--hoist --clone times_2_or_3");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, expectedSample("times_2_or_3"));
-}
-
-TEST(CatalogTool, HelpAndVersion)
-{
-    ToolRun const help = runTool("--help");
-    EXPECT_EQ(help.status, 0);
-    EXPECT_NE(help.out.find("Usage: sxir-catalog"), std::string::npos);
-    ToolRun const version = runTool("--version");
-    EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.out, std::string("sxir-catalog ") + SXIR_VERSION + "\n");
-}
-
-TEST(CatalogTool, AnUnknownNameListsTheValidOnesAndPrintsNothingElse)
-{
-    ToolRun const run = runTool("times_two no_such_sample");
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.out, "");
-    EXPECT_NE(run.err.find("unknown sample 'no_such_sample'"), std::string::npos);
-    for (sxu::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
-        EXPECT_NE(run.err.find("  " + name + "\n"), std::string::npos) << name;
+    std::pair<char const*, char const*> const refusals[] = {
+        {"times_two no_such_sample", "unknown sample 'no_such_sample'"},
+        {"times_two --frobnicate", "unknown option '--frobnicate'"},
+    };
+    for (auto const& [arguments, message] : refusals) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
     }
-}
-
-TEST(CatalogTool, AnUnknownOptionIsRefusedBeforeAnythingIsPrinted)
-{
-    ToolRun const run = runTool("times_two --frobnicate");
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.out, "");
-    EXPECT_NE(run.err.find("unknown option '--frobnicate'"), std::string::npos);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+// The allocator behind every IR object and container.
 #include "util/Allocate.hpp"
 
 #include <gtest/gtest.h>
@@ -10,50 +11,23 @@
 
 namespace {
 
-TEST(Allocate, StorageIsDistinctWritableAndAligned)
+TEST(Allocate, GivesDistinctAlignedStorageEvenForZeroBytesAndThrowsWhenItCannot)
 {
-    void* a = sxu::Allocate::allocate(3, sizeof(double));
-    void* b = sxu::Allocate::allocate(1, 40);
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(b, nullptr);
-    EXPECT_NE(a, b);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(a) % alignof(std::max_align_t), 0u);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(b) % alignof(std::max_align_t), 0u);
-    std::memset(a, 0xab, 3 * sizeof(double));
-    std::memset(b, 0xcd, 40);
-    sxu::Allocate::deallocate(a);
-    sxu::Allocate::deallocate(b);
-}
-
-TEST(Allocate, ZeroSizedRequestsStillGiveUniqueStorage)
-{
-    void* a = sxu::Allocate::allocate(0, 8);
-    void* b = sxu::Allocate::allocate(0, 8);
-    EXPECT_NE(a, nullptr);
-    EXPECT_NE(a, b);
-    sxu::Allocate::deallocate(a);
-    sxu::Allocate::deallocate(b);
+    void* const blocks[] = {sxu::Allocate::allocate(3, sizeof(double)), sxu::Allocate::allocate(1, 40),
+                            sxu::Allocate::allocate(0, 8), sxu::Allocate::allocate(0, 8)};
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_NE(blocks[i], nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(blocks[i]) % alignof(std::max_align_t), 0u);
+        for (int j = 0; j < i; ++j) {
+            EXPECT_NE(blocks[i], blocks[j]);
+        }
+    }
+    std::memset(blocks[1], 0xcd, 40);
+    for (void* block : blocks) {
+        sxu::Allocate::deallocate(block);
+    }
     sxu::Allocate::deallocate(nullptr);
-}
-
-TEST(Allocate, OverflowingRequestThrowsInsteadOfReturningNull)
-{
-    unsigned long const huge = std::numeric_limits<unsigned long>::max() / 2 + 1;
-    EXPECT_THROW(sxu::Allocate::allocate(huge, 4), std::bad_alloc);
-}
-
-struct Counted : sxu::AllocatorBase {
-    explicit Counted(int v) : value(v) {}
-    int value;
-};
-
-TEST(AllocatorBase, PlacementFormsConstructInGivenStorage)
-{
-    alignas(Counted) unsigned char storage[sizeof(Counted)];
-    Counted* object = new (storage) Counted(42);
-    EXPECT_EQ(static_cast<void*>(object), static_cast<void*>(storage));
-    EXPECT_EQ(object->value, 42);
-    object->~Counted();
+    EXPECT_THROW(sxu::Allocate::allocate(std::numeric_limits<unsigned long>::max() / 2 + 1, 4), std::bad_alloc);
 }
 
 TEST(AllocatorBase, ConstructorFailureReleasesStorage)
