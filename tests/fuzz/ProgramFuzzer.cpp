@@ -55,7 +55,8 @@ char const* const kFunctionNames[] = {"f", "g", "h", "main"};
 char const* const kModuleNames[] = {"m", "lib", "core"};
 char const* const kInvalidNames[] = {"", "1x", "a b", "x-y"};
 
-template <std::size_t N> std::string name(unsigned choice, char const* const (&pool)[N])
+template <std::size_t N>
+std::string name(unsigned choice, char const* const (&pool)[N])
 {
     return choice >= 0xF0 ? kInvalidNames[choice % 4] : pool[choice % N];
 }
