@@ -10,8 +10,7 @@
 #
 # Environment:
 #     SXIR_BENCH_SIZES        statements per body      (default "1000 10000 100000 1000000")
-#     SXIR_BENCH_HOIST_SIZES  assignments per branch   (default "1000 10000 30000"; "" skips hoisting;
-#                             100000 is there too, at over a minute per repetition)
+#     SXIR_BENCH_HOIST_SIZES  assignments per branch   (default "1000 10000 100000"; "" skips hoisting)
 #     SXIR_BENCH_REPETITIONS  repetitions, medians     (default 5)
 # A quick run: SXIR_BENCH_SIZES=10000 SXIR_BENCH_HOIST_SIZES=1000 SXIR_BENCH_REPETITIONS=3 bench/compare.sh
 #
@@ -21,7 +20,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 sizes=${SXIR_BENCH_SIZES-1000 10000 100000 1000000}
-hoist_sizes=${SXIR_BENCH_HOIST_SIZES-1000 10000 30000}
+hoist_sizes=${SXIR_BENCH_HOIST_SIZES-1000 10000 100000}
 repetitions=${SXIR_BENCH_REPETITIONS:-5}
 
 out=$(mktemp -d)
