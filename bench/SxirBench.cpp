@@ -340,12 +340,7 @@ void runHoist(benchmark::State& state, long n)
 
 int main(int argc, char** argv)
 {
-    bench::registerSizes("sxir", "build", runBuild);
-    bench::registerSizes("sxir", "print", runPrint);
-    bench::registerSizes("sxir", "equivalence", runEquivalence);
-    bench::registerSizes("sxir", "clone", runClone);
-    bench::registerSizes("sxir", "destroy", runDestroy);
-    bench::registerSizes("sxir", "memory", runMemory);
+    bench::registerWorkloads("sxir", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     bench::registerWorkload("sxir", "hoist", bench::kHoistSizes,
                             sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0], runHoist);
     return bench::runBenchmarks(argc, argv);

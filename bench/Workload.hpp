@@ -88,6 +88,27 @@ void registerSizes(char const* library, char const* workload, Run run)
     registerWorkload(library, workload, kSizes, sizeof kSizes / sizeof kSizes[0], run);
 }
 
+/// The workloads every library runs, at every size.
+using Run = void (*)(benchmark::State&, long);
+struct Workloads {
+    Run build;
+    Run print;
+    Run equivalence;
+    Run clone;
+    Run destroy;
+    Run memory;
+};
+
+inline void registerWorkloads(char const* library, Workloads const& runs)
+{
+    registerSizes(library, "build", runs.build);
+    registerSizes(library, "print", runs.print);
+    registerSizes(library, "equivalence", runs.equivalence);
+    registerSizes(library, "clone", runs.clone);
+    registerSizes(library, "destroy", runs.destroy);
+    registerSizes(library, "memory", runs.memory);
+}
+
 /// The input a workload built for one size (bodies to print, compare or clone),
 /// kept across the repetitions of that workload and size. One input is kept at
 /// a time: asking for another releases the previous one first.

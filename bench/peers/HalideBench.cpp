@@ -190,11 +190,6 @@ void runMemory(benchmark::State& state, long size)
 
 int main(int argc, char** argv)
 {
-    bench::registerSizes("halide", "build", runBuild);
-    bench::registerSizes("halide", "print", runPrint);
-    bench::registerSizes("halide", "equivalence", runEquivalence);
-    bench::registerSizes("halide", "clone", runClone);
-    bench::registerSizes("halide", "destroy", runDestroy);
-    bench::registerSizes("halide", "memory", runMemory);
+    bench::registerWorkloads("halide", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     return bench::runOnBigStack([&] { return bench::runBenchmarks(argc, argv); });
 }

@@ -226,11 +226,6 @@ void runMemory(benchmark::State& state, long size)
 
 int main(int argc, char** argv)
 {
-    bench::registerSizes("llvm", "build", runBuild);
-    bench::registerSizes("llvm", "print", runPrint);
-    bench::registerSizes("llvm", "equivalence", runEquivalence);
-    bench::registerSizes("llvm", "clone", runClone);
-    bench::registerSizes("llvm", "destroy", runDestroy);
-    bench::registerSizes("llvm", "memory", runMemory);
+    bench::registerWorkloads("llvm", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     return bench::runOnBigStack([&] { return bench::runBenchmarks(argc, argv); });
 }
