@@ -51,6 +51,7 @@ struct ThreadPool {
     FreeBlock* heads[sClassCount];
     char* cursor;
     char* limit;
+    bool returnsAtExit; // the thread's blocks go to the depot when it ends
 };
 
 SXIR_FAST_TLS thread_local ThreadPool tPool = {};
@@ -74,6 +75,15 @@ struct ThreadPoolReturn {
 
 thread_local ThreadPoolReturn tPoolReturn;
 
+/// Arranges, once per thread, for its free blocks to go to the depot when it ends.
+void returnAtExit()
+{
+    if (!tPool.returnsAtExit) {
+        static_cast<void>(&tPoolReturn);
+        tPool.returnsAtExit = true;
+    }
+}
+
 /// Blocks of `size` bytes that ended threads left, taken all at once; null when there are none.
 FreeBlock* fromDepot(std::size_t size)
 {
@@ -91,7 +101,7 @@ FreeBlock* fromDepot(std::size_t size)
 void* carve(std::size_t size)
 {
     if (static_cast<std::size_t>(tPool.limit - tPool.cursor) < size) {
-        static_cast<void>(&tPoolReturn);
+        returnAtExit();
         if (FreeBlock* blocks = fromDepot(size)) {
             tPool.heads[size / sGranule] = blocks->next;
             return blocks;
@@ -151,6 +161,7 @@ void release(void* p, std::size_t bytes) noexcept
     tStatistics.bytesInUse -= static_cast<long>(size);
 #if defined(SXIR_POOL)
     if (size <= sMaxPooled) {
+        returnAtExit();
         FreeBlock*& head = tPool.heads[size / sGranule];
         auto* block = static_cast<FreeBlock*>(p);
         block->next = head;
