@@ -9,7 +9,6 @@
 #include "ir/detail/SmallStack.hpp"
 #include "ir/detail/StatementWalk.hpp"
 #include "util/Assertion.hpp"
-#include "util/ExactType.hpp"
 
 #include <memory>
 #include <unordered_map>
@@ -21,11 +20,6 @@ namespace {
 
 using StatementList = CodeHoistor::StatementList;
 using Position = StatementList::iterator;
-
-bool isAssignment(Statement const* statement)
-{
-    return detail::asAssignment(statement) != nullptr;
-}
 
 StatementList& branchList(IfStatement& statement, bool branch)
 {
@@ -194,7 +188,7 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
                 if (!enter(trueBranch, frame.candidate)) {
                     ++frame.candidate;
                 }
-            } else if (isAssignment(candidate)) {
+            } else if (detail::asAssignment(candidate) != nullptr) {
                 frame.searchingFalse = true;
                 frame.match = falseBranch.begin();
             } else {
@@ -217,7 +211,7 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
             continue;
         }
         Statement* candidate = *frame.candidate;
-        if (!isAssignment(other) || !candidate->isEquivalent(*other)) {
+        if (detail::asAssignment(other) == nullptr || !candidate->isEquivalent(*other)) {
             ++frame.match;
             continue;
         }

@@ -2,6 +2,7 @@
 
 #include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
+#include "util/Format.hpp"
 
 namespace sxir {
 
@@ -34,9 +35,9 @@ sxu::string MatrixType::asString(sxu::string const& name) const
 {
     sxu::string text = mBaseType->asString(name);
     text += '[';
-    text += std::to_string(mDimension.m());
+    sxu::appendDecimal(text, mDimension.m());
     text += 'x';
-    text += std::to_string(mDimension.n());
+    sxu::appendDecimal(text, mDimension.n());
     text += ']';
     return text;
 }

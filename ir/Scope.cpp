@@ -8,6 +8,7 @@
 #include "ir/detail/Rebinding.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
 #include "util/Assertion.hpp"
+#include "util/Format.hpp"
 
 namespace sxir {
 
@@ -155,7 +156,8 @@ sxu::string Scope::makeUniqueName(sxu::string const& name) const
 {
     sxu::string candidate = name;
     for (unsigned long counter = 0; lookupGenericScopeItem(candidate) != nullptr; ++counter) {
-        candidate = name + std::to_string(counter);
+        candidate = name;
+        sxu::appendDecimal(candidate, counter);
     }
     return candidate;
 }

@@ -31,10 +31,4 @@ void appendDecimal(std::string& out, Integer value)
     out.append(buffer, formatDecimal(buffer, value));
 }
 
-inline void appendGeneral(std::string& out, double value)
-{
-    char buffer[sNumberTextCapacity];
-    out.append(buffer, formatGeneral(buffer, value));
-}
-
 } // namespace sxu

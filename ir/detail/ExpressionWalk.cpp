@@ -4,8 +4,6 @@
 #include "ir/detail/SmallStack.hpp"
 #include "ir/detail/TextSink.hpp"
 
-#include <vector>
-
 namespace sxir {
 namespace detail {
 

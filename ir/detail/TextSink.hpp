@@ -30,7 +30,6 @@ public:
         mSize += length;
     }
     SXIR_ALWAYS_INLINE void append(std::string_view text) { append(text.data(), text.size()); }
-    SXIR_ALWAYS_INLINE void append(std::string const& text) { append(text.data(), text.size()); }
     SXIR_ALWAYS_INLINE void append(char c)
     {
         if (mSize == mCapacity) {
