@@ -1,11 +1,10 @@
 #include "ir/AssignmentStatement.hpp"
 
-#include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Equivalence.hpp"
 #include "ir/detail/HandleCache.hpp"
-#include "ir/detail/TextSink.hpp"
+#include "ir/detail/Printing.hpp"
 #include "util/Assertion.hpp"
-
-#include <memory>
 
 namespace sxir {
 
@@ -16,16 +15,11 @@ AssignmentStatement::~AssignmentStatement()
     detail::HandleCache::release(mHandles, mSides, sNumSides);
 }
 
-ExpressionData const& AssignmentStatement::getNode(Side side) const
+Expression const& AssignmentStatement::getExpression(Side side) const
 {
     SXU_CHECK(static_cast<unsigned long>(side) < sNumSides, "assignment side out of range");
     SXU_CHECK(mSides[side] != nullptr, "reading an assignment side that was never set");
-    return *mSides[side];
-}
-
-Expression const& AssignmentStatement::getExpression(Side side) const
-{
-    return detail::HandleCache::get(mHandles, side, const_cast<ExpressionData*>(&getNode(side)));
+    return detail::HandleCache::view(mHandles, sNumSides, side, *mSides[side]);
 }
 
 void AssignmentStatement::setExpression(Side side, Expression const& expression)
@@ -34,32 +28,32 @@ void AssignmentStatement::setExpression(Side side, Expression const& expression)
     detail::HandleCache::set(mHandles, side, mSides[side], *expression.getData());
 }
 
+CompoundStatement& AssignmentStatement::getStatementList(unsigned long)
+{
+    sxu_assertion("an assignment holds no statement list", SXU_SOURCE_PATH, __LINE__);
+}
+
 sxu::string AssignmentStatement::asString() const
 {
-    sxu::string text;
-    {
-        detail::TextSink sink(text);
-        detail::ExpressionWalk::print(getNode(LHS), sink);
-        sink.append('=');
-        detail::ExpressionWalk::print(getNode(RHS), sink);
-    }
-    return text;
+    SXU_CHECK(mSides[LHS] != nullptr && mSides[RHS] != nullptr, "reading an assignment side that was never set");
+    return detail::textOf(*this);
 }
 
 Statement* AssignmentStatement::clone(Function const& target) const
 {
-    std::unique_ptr<AssignmentStatement> copy(new AssignmentStatement(target));
-    for (unsigned long side = 0; side < sNumSides; ++side) {
-        // The copy takes over the clone's one reference.
-        copy->mSides[side] = getNode(static_cast<Side>(side)).clone(target);
-    }
-    return copy.release();
+    return detail::cloneStatement(*this, target);
 }
 
 bool AssignmentStatement::localIsEquivalent(AssignmentStatement const& other) const
 {
-    return detail::ExpressionWalk::equivalent(getNode(LHS), other.getNode(LHS)) &&
-           detail::ExpressionWalk::equivalent(getNode(RHS), other.getNode(RHS));
+    for (unsigned long side = 0; side < sNumSides; ++side) {
+        ExpressionData const* mine = mSides[side];
+        ExpressionData const* theirs = other.mSides[side];
+        if (mine == nullptr || theirs == nullptr ? mine != theirs : !detail::equivalent(*mine, *theirs)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace sxir

@@ -8,6 +8,7 @@ namespace sxir {
 
 namespace detail {
 class HandleCache;
+struct NodeAccess;
 } // namespace detail
 
 class SXIR_API AssignmentStatement final : public StatementShim<AssignmentStatement> {
@@ -19,6 +20,7 @@ public:
 
     /// Both sides unset.
     explicit AssignmentStatement(Function const& function);
+    /// Lets go of the left side, then of the right side.
     ~AssignmentStatement() override;
 
     /// The side's expression; it must have been set.
@@ -33,10 +35,15 @@ public:
     /// Equivalent left sides, then equivalent right sides.
     bool localIsEquivalent(AssignmentStatement const& other) const override;
 
-    /// The node of a side that was set.
-    ExpressionData const& getNode(Side side) const;
+    /// The left and right sides.
+    unsigned long getNumExpressions() const override { return sNumSides; }
+    ExpressionData const* getExpressionNode(unsigned long position) const override { return mSides[position]; }
+    unsigned long getNumStatementLists() const override { return 0; }
+    CompoundStatement& getStatementList(unsigned long position) override;
 
 private:
+    friend struct detail::NodeAccess;
+
     // Counted references to the two sides; the handles getExpression returns are made on demand.
     ExpressionData* mSides[sNumSides] = {};
     mutable detail::HandleCache* mHandles = nullptr;

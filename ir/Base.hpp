@@ -11,6 +11,10 @@ namespace sxir {
 class Context;
 class GenericAuxiliaryData;
 
+namespace detail {
+struct NodeAccess;
+} // namespace detail
+
 class SXIR_API Base : public sxu::AllocatorBase {
 public:
     explicit Base(Context const& context) : mContext(reinterpret_cast<std::uintptr_t>(&context)) {}
@@ -33,6 +37,8 @@ public:
     static void destroy(Base* object) { delete object; }
 
 private:
+    friend struct detail::NodeAccess;
+
     void destroyAuxiliaryData() noexcept;
 
     // Few objects carry auxiliary data, so it lives in a table beside them and

@@ -5,9 +5,8 @@
 #include "ir/IfStatement.hpp"
 #include "ir/Module.hpp"
 #include "ir/Scope.hpp"
-#include "ir/detail/ExpressionWalk.hpp"
-#include "ir/detail/SmallStack.hpp"
-#include "ir/detail/StatementWalk.hpp"
+#include "ir/detail/Hashing.hpp"
+#include "ir/detail/Walk.hpp"
 #include "util/Assertion.hpp"
 
 #include <memory>
@@ -20,26 +19,31 @@ namespace {
 
 using StatementList = CodeHoistor::StatementList;
 using Position = StatementList::iterator;
+using detail::Step;
 
 StatementList& branchList(IfStatement& statement, bool branch)
 {
     return statement.getStatements(branch).getStatementList();
 }
 
+IfStatement* asIf(Statement* statement)
+{
+    return statement->getStatementType() == StatementType::If ? static_cast<IfStatement*>(statement) : nullptr;
+}
+
+bool isAssignment(Statement const* statement)
+{
+    return statement->getStatementType() == StatementType::Assignment;
+}
+
 bool holdsNoIf(StatementList const& list)
 {
-    for (Statement const* statement : list) {
-        if (detail::asIf(statement) != nullptr) {
+    for (Statement* statement : list) {
+        if (asIf(statement) != nullptr) {
             return false;
         }
     }
     return true;
-}
-
-std::size_t hashOf(AssignmentStatement const& assignment)
-{
-    std::size_t const left = detail::ExpressionWalk::hash(assignment.getNode(AssignmentStatement::LHS));
-    return left * 0x9e3779b97f4a7c15ull ^ detail::ExpressionWalk::hash(assignment.getNode(AssignmentStatement::RHS));
 }
 
 /// What hoisting out of the if at `position` again and again until nothing moves
@@ -50,19 +54,18 @@ std::size_t hashOf(AssignmentStatement const& assignment)
 /// on after the last one hoisted; an index by structural hash finds the candidates.
 void hoistAllFromFlatIf(StatementList& list, Position position)
 {
-    IfStatement& statement = *detail::asIf(*position);
+    IfStatement& statement = *asIf(*position);
     StatementList& trueBranch = branchList(statement, true);
     StatementList& falseBranch = branchList(statement, false);
-    std::unordered_map<std::size_t, std::vector<Position>> index;
+    std::unordered_map<std::uint64_t, std::vector<Position>> index;
     for (Position other = falseBranch.begin(); other != falseBranch.end(); ++other) {
-        if (AssignmentStatement const* assignment = detail::asAssignment(*other)) {
-            index[hashOf(*assignment)].push_back(other);
+        if (isAssignment(*other)) {
+            index[detail::hashOf(**other)].push_back(other);
         }
     }
     for (Position next = trueBranch.begin(); next != trueBranch.end();) {
         Statement* candidate = *next;
-        AssignmentStatement const* assignment = detail::asAssignment(candidate);
-        auto const bucket = assignment == nullptr ? index.end() : index.find(hashOf(*assignment));
+        auto const bucket = isAssignment(candidate) ? index.find(detail::hashOf(*candidate)) : index.end();
         if (bucket == index.end()) {
             ++next;
             continue;
@@ -104,7 +107,7 @@ void CodeHoistor::analyze(Module& module)
         }
         StatementList& body = dynamic_cast<Function&>(item).getStatements().getStatementList();
         for (Position position = body.begin(); position != body.end(); ++position) {
-            IfStatement* statement = detail::asIf(*position);
+            IfStatement* statement = asIf(*position);
             if (statement == nullptr) {
                 continue;
             }
@@ -130,18 +133,19 @@ bool CodeHoistor::analyzeFcn(Function& function)
     bool hoisted = false;
     for (Position position = body.begin(); position != body.end(); ++position) {
         // Hoisting inserts before the if statement, so `position` stays valid.
-        if (detail::asIf(*position) != nullptr && hoist(body, position)) {
+        if (asIf(*position) != nullptr && hoist(body, position)) {
             hoisted = true;
         }
     }
     return hoisted;
 }
 
-bool CodeHoistor::hoist(StatementList& list, Position position)
-{
-    // The search recurses into nested ifs of either branch; it runs on an explicit
-    // stack of frames, one per if statement being searched. A nested search that
-    // fails changes nothing, and one that succeeds ends the whole search.
+namespace {
+
+/// The search for one pair to hoist: a frame per if statement searched, nested ifs of
+/// either branch searched on the way. A nested search that fails changes nothing and
+/// hands back to its parent; one that succeeds ends the whole walk.
+struct HoistSearch {
     struct Frame {
         StatementList* list;
         Position position;
@@ -150,157 +154,160 @@ bool CodeHoistor::hoist(StatementList& list, Position position)
         Position match;      // the current statement of the false branch
         bool searchingFalse; // looking through the false branch for the candidate
         bool falseIfsFailed; // every nested if of the false branch was searched in vain
+        bool nestedPending;  // a nested search started here, and came back failed
     };
-    detail::SmallStack<Frame> stack;
-    auto const enter = [&stack](StatementList& owner, Position at) {
-        IfStatement* statement = detail::asIf(*at);
-        if (statement == nullptr) {
+
+    /// A frame for the if statement at `at`, or false when there is nothing to search.
+    static bool open(StatementList& owner, Position at, Frame& frame)
+    {
+        IfStatement* statement = asIf(*at);
+        if (statement == nullptr || branchList(*statement, true).empty()) {
             return false;
         }
-        StatementList& trueBranch = branchList(*statement, true);
-        if (trueBranch.empty()) {
-            return false;
-        }
-        stack.push(Frame{&owner, at, statement, trueBranch.begin(), Position(), false, false});
+        frame = Frame{&owner, at, statement, branchList(*statement, true).begin(), Position(), false, false, false};
         return true;
-    };
-    SXU_CHECK(detail::asIf(*position) != nullptr, "hoisting out of a statement that is not an if statement");
-    if (!enter(list, position)) {
-        return false;
     }
-    bool nestedFailed = false;
-    while (!stack.empty()) {
-        Frame& frame = stack.top();
+
+    Step step(Frame& frame, Frame& child)
+    {
         StatementList& trueBranch = branchList(*frame.statement, true);
         StatementList& falseBranch = branchList(*frame.statement, false);
-        if (nestedFailed) {
-            nestedFailed = false;
+        if (frame.nestedPending) {
+            frame.nestedPending = false;
             ++(frame.searchingFalse ? frame.match : frame.candidate);
         }
-        if (!frame.searchingFalse) {
-            if (frame.candidate == trueBranch.end()) {
-                stack.pop();
-                nestedFailed = true;
+        for (;;) {
+            if (!frame.searchingFalse) {
+                if (frame.candidate == trueBranch.end()) {
+                    return Step::Finish;
+                }
+                Statement* candidate = *frame.candidate;
+                if (asIf(candidate) != nullptr) {
+                    if (open(trueBranch, frame.candidate, child)) {
+                        frame.nestedPending = true;
+                        return Step::Descend;
+                    }
+                    ++frame.candidate;
+                } else if (isAssignment(candidate)) {
+                    frame.searchingFalse = true;
+                    frame.match = falseBranch.begin();
+                } else {
+                    ++frame.candidate;
+                }
+                continue;
+            }
+            if (frame.match == falseBranch.end()) {
+                frame.searchingFalse = false;
+                frame.falseIfsFailed = true;
+                ++frame.candidate;
+                continue;
+            }
+            Statement* other = *frame.match;
+            if (asIf(other) != nullptr) {
+                // A failed search changes nothing, so a nested if that failed once fails again.
+                if (!frame.falseIfsFailed && open(falseBranch, frame.match, child)) {
+                    frame.nestedPending = true;
+                    return Step::Descend;
+                }
+                ++frame.match;
                 continue;
             }
             Statement* candidate = *frame.candidate;
-            if (detail::asIf(candidate) != nullptr) {
-                if (!enter(trueBranch, frame.candidate)) {
-                    ++frame.candidate;
-                }
-            } else if (detail::asAssignment(candidate) != nullptr) {
-                frame.searchingFalse = true;
-                frame.match = falseBranch.begin();
-            } else {
-                ++frame.candidate;
-            }
-            continue;
-        }
-        if (frame.match == falseBranch.end()) {
-            frame.searchingFalse = false;
-            frame.falseIfsFailed = true;
-            ++frame.candidate;
-            continue;
-        }
-        Statement* other = *frame.match;
-        if (detail::asIf(other) != nullptr) {
-            // A failed search changes nothing, so a nested if that failed once fails again.
-            if (frame.falseIfsFailed || !enter(falseBranch, frame.match)) {
+            if (!isAssignment(other) || !candidate->isEquivalent(*other)) {
                 ++frame.match;
+                continue;
             }
-            continue;
+            std::unique_ptr<Statement> copy(candidate->clone(candidate->getFunction()));
+            frame.list->insert(frame.position, copy.get());
+            copy.release();
+            trueBranch.erase(frame.candidate);
+            falseBranch.erase(frame.match);
+            Base::destroy(candidate);
+            Base::destroy(other);
+            return Step::Stop;
         }
-        Statement* candidate = *frame.candidate;
-        if (detail::asAssignment(other) == nullptr || !candidate->isEquivalent(*other)) {
-            ++frame.match;
-            continue;
-        }
-        std::unique_ptr<Statement> copy(candidate->clone(candidate->getFunction()));
-        frame.list->insert(frame.position, copy.get());
-        copy.release();
-        trueBranch.erase(frame.candidate);
-        falseBranch.erase(frame.match);
-        Base::destroy(candidate);
-        Base::destroy(other);
-        return true;
     }
-    return false;
+};
+
+} // namespace
+
+bool CodeHoistor::hoist(StatementList& list, Position position)
+{
+    SXU_CHECK(asIf(*position) != nullptr, "hoisting out of a statement that is not an if statement");
+    HoistSearch search;
+    HoistSearch::Frame root;
+    // The walk stops exactly when a pair was hoisted.
+    return HoistSearch::open(list, position, root) && !detail::runWalk(search, root);
 }
 
 namespace {
 
-/// Removes empty ifs from `list` and below; true when it removed anything at any depth.
-bool eliminateEmptyIfs(StatementList& list)
-{
-    // One frame per list being walked. `removed` is the walk's flag: once it is set,
-    // the walk examines an if statement again after recursing into it, and so
-    // removes an if emptied by that recursion; it moves on once a recursion
-    // removes nothing.
+/// Removes empty ifs from a list and below. A frame walks one list. `removed` is the
+/// walk's flag: once it is set, the walk examines an if statement again after recursing
+/// into it, and so removes an if emptied by that recursion; it moves on once a
+/// recursion removes nothing. A finished frame hands back whether it removed anything.
+struct EmptyIfRemoval {
     struct Frame {
         StatementList* list;
         Position position;
         bool removed;
         bool removedAny;
-        unsigned long branch; // 0: at a statement, 1 or 2: recursing into its true or false branch
+        unsigned long branch; // 0: at a statement, 1 or 2: back from its true or false branch
         bool childRemoved;
     };
-    detail::SmallStack<Frame> stack;
-    stack.push(Frame{&list, list.begin(), false, false, 0, false});
     bool childResult = false;
-    bool returning = false;
-    while (!stack.empty()) {
-        Frame& frame = stack.top();
-        if (returning) {
-            returning = false;
-            frame.childRemoved = frame.childRemoved || childResult;
-            frame.removedAny = frame.removedAny || childResult;
-            IfStatement& current = *detail::asIf(*frame.position);
-            if (frame.branch == 1) {
-                frame.branch = 2;
-                StatementList& falseBranch = branchList(current, false);
-                stack.push(Frame{&falseBranch, falseBranch.begin(), false, false, 0, false});
+
+    static Frame open(StatementList& list) { return Frame{&list, list.begin(), false, false, 0, false}; }
+
+    Step step(Frame& frame, Frame& child)
+    {
+        for (;;) {
+            if (frame.branch != 0) {
+                frame.childRemoved = frame.childRemoved || childResult;
+                frame.removedAny = frame.removedAny || childResult;
+                if (frame.branch == 1) {
+                    frame.branch = 2;
+                    child = open(branchList(*asIf(*frame.position), false));
+                    return Step::Descend;
+                }
+                frame.branch = 0;
+                if (!(frame.removed && frame.childRemoved)) {
+                    ++frame.position;
+                }
                 continue;
             }
-            frame.branch = 0;
-            if (!(frame.removed && frame.childRemoved)) {
-                ++frame.position;
-            }
-            continue;
-        }
-        if (frame.position == frame.list->end()) {
-            childResult = frame.removedAny;
-            stack.pop();
-            returning = true;
-            continue;
-        }
-        IfStatement* current = detail::asIf(*frame.position);
-        if (current == nullptr) {
-            ++frame.position;
-            continue;
-        }
-        if (current->isEmpty()) {
-            Base::destroy(current);
-            frame.position = frame.list->erase(frame.position);
-            frame.removedAny = true;
             if (frame.position == frame.list->end()) {
+                return Step::Finish;
+            }
+            IfStatement* current = asIf(*frame.position);
+            if (current == nullptr) {
+                ++frame.position;
                 continue;
             }
-            frame.removed = true;
-            continue;
+            if (current->isEmpty()) {
+                Base::destroy(current);
+                frame.position = frame.list->erase(frame.position);
+                frame.removedAny = true;
+                if (frame.position != frame.list->end()) {
+                    frame.removed = true;
+                }
+                continue;
+            }
+            frame.branch = 1;
+            frame.childRemoved = false;
+            child = open(branchList(*current, true));
+            return Step::Descend;
         }
-        frame.branch = 1;
-        frame.childRemoved = false;
-        StatementList& trueBranch = branchList(*current, true);
-        stack.push(Frame{&trueBranch, trueBranch.begin(), false, false, 0, false});
     }
-    return childResult;
-}
+    void finish(Frame const& frame) { childResult = frame.removedAny; }
+};
 
 } // namespace
 
 void CodeHoistor::eliminateEmptyIfStatements(StatementList& list)
 {
-    eliminateEmptyIfs(list);
+    EmptyIfRemoval removal;
+    detail::runWalk(removal, EmptyIfRemoval::open(list));
 }
 
 } // namespace sxir

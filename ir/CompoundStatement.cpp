@@ -2,7 +2,9 @@
 
 #include "ir/Function.hpp"
 #include "ir/Statement.hpp"
-#include "ir/detail/StatementWalk.hpp"
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Lifetime.hpp"
+#include "ir/detail/Printing.hpp"
 
 #include <memory>
 
@@ -13,13 +15,13 @@ CompoundStatement::CompoundStatement(Function const& function) : IrObject(functi
 
 CompoundStatement::~CompoundStatement()
 {
-    detail::StatementWalk::destroyAll(mStatements);
+    detail::Lifetime::destroyStatements(mStatements);
 }
 
 sxu::string CompoundStatement::asString() const
 {
     sxu::string text;
-    detail::StatementWalk::printList(*this, text);
+    detail::printStatements(*this, text);
     return text;
 }
 
@@ -39,7 +41,7 @@ void CompoundStatement::visit(StatementVisitor& visitor) const
 
 void CompoundStatement::copyIn(CompoundStatement const& other)
 {
-    detail::StatementWalk::copyInto(*this, other);
+    detail::copyStatements(*this, other);
 }
 
 } // namespace sxir

@@ -3,7 +3,7 @@
 #include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
-#include "ir/detail/TextSink.hpp"
+#include "ir/detail/Printing.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -24,28 +24,6 @@ using Creator = Constant* (*)(Context const&, void const*);
 Creator const sCreators[sxu::DataTypeId::Count] = {
     &createFrom<unsigned char>, &createFrom<double>, &createFrom<int>, &createFrom<unsigned int>, &createFrom<char>,
 };
-
-// A boolean prints as the raw byte, as a stream writes an unsigned char; a char as itself.
-void appendValue(detail::TextSink& out, unsigned char value)
-{
-    out.append(static_cast<char>(value));
-}
-
-void appendValue(detail::TextSink& out, char value)
-{
-    out.append(value);
-}
-
-void appendValue(detail::TextSink& out, double value)
-{
-    out.appendGeneral(value);
-}
-
-template <class Integer>
-void appendValue(detail::TextSink& out, Integer value)
-{
-    out.appendDecimal(value);
-}
 
 } // namespace
 
@@ -82,19 +60,7 @@ BuiltinType const* ScalarConstant<T>::getType() const
 template <class T>
 sxu::string ScalarConstant<T>::asString() const
 {
-    sxu::string text;
-    {
-        detail::TextSink sink(text);
-        appendValue(sink, mValue);
-    }
-    return text;
-}
-
-template <class T>
-unsigned long ScalarConstant<T>::openText(detail::TextSink& out) const
-{
-    appendValue(out, mValue);
-    return 0;
+    return detail::textOf(*this);
 }
 
 template class ScalarConstant<unsigned char>;

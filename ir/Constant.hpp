@@ -4,7 +4,7 @@
 #include "ir/ExpressionData.hpp"
 #include "util/DataTypeId.hpp"
 
-#include <functional>
+#include <tuple>
 
 namespace sxir {
 
@@ -52,14 +52,6 @@ public:
     }
 
     virtual bool localIsConstantEquivalent(C const& other) const = 0;
-
-protected:
-    unsigned long compareLocally(ExpressionData const& other) const override
-    {
-        bool const same = sxu::hasExactType<C>(other) &&
-                          static_cast<C const&>(*this).localIsConstantEquivalent(static_cast<C const&>(other));
-        return same ? 0 : sDifferent;
-    }
 };
 
 /// The data type of each of the five value types.
@@ -100,15 +92,10 @@ public:
     void const* getGenericValue() const override { return &mValue; }
     sxu::string asString() const override;
     /// Equal values by ==: NaN matches nothing, 0.0 matches -0.0.
-    bool localIsConstantEquivalent(ScalarConstant const& other) const override { return mValue == other.mValue; }
+    bool localIsConstantEquivalent(ScalarConstant const& other) const override { return fields() == other.fields(); }
 
-protected:
-    unsigned long openText(detail::TextSink& out) const override;
-    /// Equal values hash alike; 0.0 and -0.0, which compare equal, both hash as 0.0.
-    std::size_t hashLocally() const override
-    {
-        return std::hash<T>()(mValue == T() ? T() : mValue) * 8 + ScalarDataType<T>::sId;
-    }
+    /// The constant's own field; equivalence and the hash follow from it.
+    auto fields() const { return std::tie(mValue); }
 
 private:
     T mValue;

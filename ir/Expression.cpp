@@ -90,6 +90,10 @@ Expression::Expression(FunctionCallBuilder const& builder)
 
 Expression::Expression(Context const& context, ExpressionData* node, Adopt) : IrObject(context), mData(node) {}
 
+Expression::Expression(ExpressionData const& node, View)
+    : IrObject(node.getContext(), Unrecorded()), mData(const_cast<ExpressionData*>(&node))
+{}
+
 Expression::~Expression()
 {
     if (mData != nullptr) {

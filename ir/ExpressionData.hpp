@@ -5,7 +5,6 @@
 #include "util/ExactType.hpp"
 #include "util/String.hpp"
 
-#include <cstddef>
 #include <type_traits>
 #include <typeinfo>
 
@@ -16,22 +15,17 @@ class Function;
 class Type;
 
 namespace detail {
-class ExpressionWalk;
-class TextSink;
+struct NodeAccess;
+class Lifetime;
 } // namespace detail
 
 /// The kind of a node, as getExpressionDataType() answers it.
 struct ExpressionDataType {
     enum Type {
-        Constant = 0,
-        VariableRef = 1,
-        Operator = 2,
-        FunctionRef = 3,
-        FunctionCall = 4,
-        MatrixRef = 5,
-        SubMatrix = 6,
-        Custom = 7,
+#define SXIR_EXPRESSION_KIND(kind, value, nodeClass) kind = value,
+#include "ir/ExpressionKinds.def"
     };
+    static constexpr unsigned long Count = Custom + 1;
 };
 
 /// A node of an expression tree, shared by the handles that hold it. A new node
@@ -47,7 +41,7 @@ public:
         ++mCount;
         return const_cast<ExpressionData*>(this);
     }
-    /// Removes a holder; the last one destroys the node (and, without recursion, what only it held).
+    /// Removes a holder; the last one destroys the node, and what only it held, innermost first.
     void releaseReference();
     long getReferenceCount() const { return mCount; }
 
@@ -65,43 +59,11 @@ public:
     /// new nodes in its context. Count 1, owned by the caller.
     virtual ExpressionData* clone(Function const& target) const = 0;
 
-protected:
-    friend class detail::ExpressionWalk;
-
-    // The library walks expressions of any depth with explicit stacks instead of
-    // recursion. A node kind describes itself to those walks through the hooks
-    // below; one that keeps the defaults (as client kinds do) is a leaf to them
-    // and is printed, compared and cloned through its own virtual operations.
-
-    /// The sub-expressions, in printing and comparison order.
-    virtual unsigned long getNumSubExpressions() const { return 0; }
-    /// The node of sub-expression `position`, or null for an unset call operand.
-    virtual ExpressionData const* getSubExpression(unsigned long) const { return nullptr; }
-    /// Function resolution takes the first sub-expression from here on that resolves.
-    virtual unsigned long getFirstResolvingSubExpression() const { return 0; }
-    /// Appends the text that comes before the first sub-expression (all of it, for a
-    /// leaf) and returns the number of sub-expressions.
-    virtual unsigned long openText(detail::TextSink& out) const;
-    /// Appends the text that follows sub-expression `piece - 1`.
-    virtual void appendText(detail::TextSink&, unsigned long) const {}
-    /// Returned by compareLocally when the nodes differ.
-    static constexpr unsigned long sDifferent = ~0ul;
-    /// The node's own part of equivalence (same class and same fields, sub-expressions
-    /// aside): sDifferent, or the number of sub-expressions still to compare.
-    virtual unsigned long compareLocally(ExpressionData const& other) const
-    {
-        return isEquivalent(other) ? 0 : sDifferent;
-    }
-    /// The node's own part of a structural hash: equivalent nodes give equal values.
-    virtual std::size_t hashLocally() const { return static_cast<std::size_t>(getExpressionDataType()); }
-    /// A new node for `target` over the already cloned sub-expressions (null for an unset one).
-    virtual ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const;
-
 private:
-    friend class Expression;
+    friend class detail::Lifetime;
 
-    // While the node lives it holds its count; once the count is zero, the link
-    // in the list of nodes waiting for destruction.
+    // While the node lives it holds its count; once it is waiting for destruction,
+    // the link in the list of such nodes.
     union {
         mutable long mCount;
         ExpressionData* mNextDead;
@@ -117,15 +79,11 @@ public:
     bool isEquivalent(ExpressionData const& other) const final
     {
         T const* same = asSameClass(other);
-        return same != nullptr && self().localIsEquivalent(*same);
+        return same != nullptr && static_cast<T const&>(*this).localIsEquivalent(*same);
     }
     ExpressionDataType::Type getExpressionDataType() const final { return T::sExpressionDataType; }
 
     virtual bool localIsEquivalent(T const& other) const = 0;
-
-protected:
-    /// This node as its concrete class, so that a final T's own operations are called directly.
-    T const& self() const { return static_cast<T const&>(*this); }
 
     /// `other` as a T, or null when its run-time class is not T.
     static T const* asSameClass(ExpressionData const& other)

@@ -8,9 +8,8 @@
 #include "ir/Scope.hpp"
 #include "ir/ScopeItemVisitor.hpp"
 #include "ir/Variable.hpp"
-#include "ir/detail/Rebinding.hpp"
+#include "ir/detail/Printing.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
-#include "ir/detail/StatementWalk.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -186,7 +185,6 @@ void Function::copyIn(Function const& other)
         setSignature(signature);
         getFunctionScope(FunctionScopeType::Local).copyIn(other.getFunctionScope(FunctionScopeType::Local));
     }
-    detail::RebindCache const rebinding(*this);
     mBody->copyIn(*other.mBody);
 }
 
@@ -217,7 +215,7 @@ sxu::string Function::asString() const
         text += locals;
         text += '\n';
     }
-    detail::StatementWalk::printList(*mBody, text);
+    detail::printStatements(*mBody, text);
     text += "end";
     return text;
 }

@@ -4,8 +4,11 @@
 #include "ir/Scope.hpp"
 #include "ir/ScopeItemVisitor.hpp"
 #include "ir/Variable.hpp"
-#include "ir/detail/ExpressionWalk.hpp"
-#include "ir/detail/TextSink.hpp"
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Equivalence.hpp"
+#include "ir/detail/HandleCache.hpp"
+#include "ir/detail/Printing.hpp"
+#include "ir/detail/Resolution.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
@@ -24,7 +27,7 @@ private:
 
 } // namespace
 
-FunctionCall::FunctionCall(Expression const& function) : ExpressionDataShim(function.getContext()), mFunction(function)
+FunctionCall::FunctionCall(Expression const& function) : ExpressionDataShim(function.getContext())
 {
     auto const* signature = dynamic_cast<FunctionSignature const*>(function.getGenericType());
     SXU_CHECK(signature != nullptr, "a call of an expression that is not typed by a function signature");
@@ -32,30 +35,37 @@ FunctionCall::FunctionCall(Expression const& function) : ExpressionDataShim(func
     SignatureOutputVisitor outputs;
     static_cast<Scope const&>(mSignature->getScope(FunctionIoScopeType::Output)).visitItems(outputs);
     mResult = outputs.getLast();
-    mOperands.resize(mSignature->getScope(FunctionIoScopeType::Input).getNumScopeItems());
+    mParts.assign(1 + mSignature->getScope(FunctionIoScopeType::Input).getNumScopeItems(), nullptr);
+    mParts[0] = function.getData()->getReference();
 }
 
-FunctionCall::~FunctionCall() = default;
+FunctionCall::~FunctionCall()
+{
+    mSignature.reset();
+    detail::HandleCache::release(mHandles, mParts.data(), mParts.size());
+}
+
+Expression const& FunctionCall::getFunction() const
+{
+    return detail::HandleCache::view(mHandles, mParts.size(), 0, *mParts[0]);
+}
 
 Expression const* FunctionCall::getOperand(unsigned long position) const
 {
-    SXU_CHECK(position < mOperands.size(), "call operand position out of range");
-    return mOperands[position].get();
+    SXU_CHECK(position < getNumOperands(), "call operand position out of range");
+    ExpressionData const* operand = mParts[1 + position];
+    return operand == nullptr ? nullptr : &detail::HandleCache::view(mHandles, mParts.size(), 1 + position, *operand);
 }
 
 void FunctionCall::setOperand(unsigned long position, Expression const& operand)
 {
-    SXU_CHECK(position < mOperands.size(), "call operand position out of range");
-    if (mOperands[position]) {
-        *mOperands[position] = operand;
-    } else {
-        mOperands[position].reset(new Expression(operand));
-    }
+    SXU_CHECK(position < getNumOperands(), "call operand position out of range");
+    detail::HandleCache::set(mHandles, 1 + position, mParts[1 + position], *operand.getData());
 }
 
 Function const* FunctionCall::resolveFunction() const
 {
-    return detail::ExpressionWalk::resolveFunction(*this);
+    return detail::resolveFunction(*this);
 }
 
 Type const* FunctionCall::getGenericType() const
@@ -65,64 +75,17 @@ Type const* FunctionCall::getGenericType() const
 
 sxu::string FunctionCall::asString() const
 {
-    return detail::ExpressionWalk::toString(*this);
+    return detail::textOf(*this);
 }
 
 ExpressionData* FunctionCall::clone(Function const& target) const
 {
-    return detail::ExpressionWalk::clone(*this, target);
+    return detail::cloneExpression(*this, target);
 }
 
 bool FunctionCall::localIsEquivalent(FunctionCall const& other) const
 {
-    return detail::ExpressionWalk::equivalent(*this, other);
-}
-
-ExpressionData const* FunctionCall::getSubExpression(unsigned long position) const
-{
-    if (position == 0) {
-        return mFunction.getData();
-    }
-    Expression const* operand = mOperands[position - 1].get();
-    return operand == nullptr ? nullptr : operand->getData();
-}
-
-unsigned long FunctionCall::getFirstResolvingSubExpression() const
-{
-    // Only the last operand slot counts; without operands nothing does.
-    return mOperands.empty() ? 1 : mOperands.size();
-}
-
-void FunctionCall::appendText(detail::TextSink& out, unsigned long piece) const
-{
-    // The function, then "(", the operands separated by ",", and ")".
-    unsigned long const count = mOperands.size();
-    if (piece == 1) {
-        out.append('(');
-    } else if (piece > 1 && piece <= count) {
-        out.append(',');
-    }
-    if (piece == count + 1) {
-        out.append(')');
-    }
-}
-
-unsigned long FunctionCall::compareLocally(ExpressionData const& other) const
-{
-    FunctionCall const* same = asSameClass(other);
-    return same != nullptr && same->mOperands.size() == mOperands.size() ? 1 + mOperands.size() : sDifferent;
-}
-
-ExpressionData* FunctionCall::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const
-{
-    auto* copy = new FunctionCall(Expression(*clonedSubExpressions[0]));
-    Expression const owner = detail::ExpressionWalk::adopt(copy->getContext(), copy);
-    for (unsigned long i = 0; i < mOperands.size() && i < copy->mOperands.size(); ++i) {
-        if (clonedSubExpressions[1 + i] != nullptr) {
-            copy->setOperand(i, Expression(*clonedSubExpressions[1 + i]));
-        }
-    }
-    return copy->getReference();
+    return detail::equivalent(*this, other);
 }
 
 FunctionCallBuilder::FunctionCallBuilder(Expression const& function)
@@ -144,7 +107,8 @@ FunctionCallBuilder& FunctionCallBuilder::operator<<(Expression const& operand)
 FunctionCall* FunctionCallBuilder::createFunctionCall() const
 {
     auto* call = new FunctionCall(mFunction);
-    Expression const owner = detail::ExpressionWalk::adopt(call->getContext(), call);
+    Expression const owner(*call);
+    call->releaseReference();
     SXU_CHECK(mOperands.size() <= call->getNumOperands(), "more call operands than the function has inputs");
     for (unsigned long i = 0; i < mOperands.size() && i < call->getNumOperands(); ++i) {
         call->setOperand(i, mOperands[i]);

@@ -3,7 +3,9 @@
 
 #include "ir/Expression.hpp"
 #include "ir/ExpressionData.hpp"
+
 #include "util/Vector.hpp"
+#include <tuple>
 
 #include <memory>
 
@@ -12,6 +14,11 @@ namespace sxir {
 class FunctionSignature;
 class Variable;
 
+namespace detail {
+class HandleCache;
+struct NodeAccess;
+} // namespace detail
+
 class SXIR_API FunctionCall final : public ExpressionDataShim<FunctionCall> {
 public:
     static constexpr ExpressionDataType::Type sExpressionDataType = ExpressionDataType::FunctionCall;
@@ -19,15 +26,16 @@ public:
     /// A call of `function` (typed by a signature, normally a function reference)
     /// with one unset operand per input.
     explicit FunctionCall(Expression const& function);
+    /// Destroys the signature copy, then lets go of the function and of the operands in order.
     ~FunctionCall() override;
 
     /// The function-valued expression called.
-    Expression const& getFunction() const { return mFunction; }
+    Expression const& getFunction() const;
     /// The same, under the name the other selections use.
-    Expression const& getExpression() const { return mFunction; }
+    Expression const& getExpression() const { return getFunction(); }
     /// The call's own copy of the called signature.
     FunctionSignature const& getSignature() const { return *mSignature; }
-    unsigned long getNumOperands() const { return mOperands.size(); }
+    unsigned long getNumOperands() const { return mParts.size() - 1; }
     /// The operand at `position`, or null while unset.
     Expression const* getOperand(unsigned long position) const;
     void setOperand(unsigned long position, Expression const& operand);
@@ -41,23 +49,21 @@ public:
     /// "f(a,b)"; an unset operand prints "(nil)".
     sxu::string asString() const override;
     ExpressionData* clone(Function const& target) const override;
+    /// Equivalent function expressions, then equivalent operands at each position below
+    /// this call's operand count (an operand the other call lacks counts as unset).
     bool localIsEquivalent(FunctionCall const& other) const override;
 
-protected:
-    unsigned long getNumSubExpressions() const override { return 1 + mOperands.size(); }
-    ExpressionData const* getSubExpression(unsigned long position) const override;
-    unsigned long getFirstResolvingSubExpression() const override;
-    unsigned long openText(detail::TextSink&) const override { return 1 + mOperands.size(); }
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
-    unsigned long compareLocally(ExpressionData const& other) const override;
-    std::size_t hashLocally() const override { return 0x200 + mOperands.size(); }
-    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
-
 private:
+    friend struct detail::NodeAccess;
+
+    /// No fields of its own: equivalence and the hash follow from the sub-expressions alone.
+    auto fields() const { return std::tie(); }
     std::unique_ptr<FunctionSignature> mSignature;
     Variable const* mResult = nullptr;
-    Expression mFunction;
-    sxu::vector<std::unique_ptr<Expression>> mOperands;
+    // Counted references to the function expression, then to the operands (null while
+    // unset); the handles the accessors return are made on demand.
+    sxu::vector<ExpressionData*> mParts;
+    mutable detail::HandleCache* mHandles = nullptr;
 };
 
 /// Collects operands with << and makes the call: `Expression y = f << a << b;`.

@@ -3,7 +3,13 @@
 
 #include "ir/ExpressionData.hpp"
 
+#include <tuple>
+
 namespace sxir {
+
+namespace detail {
+struct NodeAccess;
+} // namespace detail
 
 class SXIR_API FunctionRef final : public ExpressionDataShim<FunctionRef> {
 public:
@@ -25,14 +31,15 @@ public:
     sxu::string asString() const override;
     /// A reference to the function of the same name as seen from `target`'s body.
     ExpressionData* clone(Function const& target) const override;
-    /// The same function (by serial).
+    /// The same function (serials are unique, so the same object).
     bool localIsEquivalent(FunctionRef const& other) const override;
 
-protected:
-    unsigned long openText(detail::TextSink& out) const override;
-    std::size_t hashLocally() const override;
-
 private:
+    friend struct detail::NodeAccess;
+
+    /// The node's own field; equivalence and the hash follow from it.
+    auto fields() const { return std::tie(mFunction); }
+
     Function const* mFunction;
 };
 

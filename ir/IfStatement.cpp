@@ -1,18 +1,34 @@
 #include "ir/IfStatement.hpp"
 
+#include "ir/Constant.hpp"
 #include "ir/Function.hpp"
-#include "ir/detail/StatementWalk.hpp"
-
-#include <memory>
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Equivalence.hpp"
+#include "ir/detail/HandleCache.hpp"
+#include "ir/detail/Printing.hpp"
 
 namespace sxir {
 
 IfStatement::IfStatement(Function const& function)
     : StatementShim(function),
-      mCondition(function.getContext(), 1), mBranches{CompoundStatement(function), CompoundStatement(function)}
+      mCondition(new ScalarConstant<int>(function.getContext(), 1)), mBranches{CompoundStatement(function),
+                                                                               CompoundStatement(function)}
 {}
 
-IfStatement::~IfStatement() = default;
+IfStatement::~IfStatement()
+{
+    detail::HandleCache::release(mHandles, &mCondition, 1);
+}
+
+Expression const& IfStatement::getExpression() const
+{
+    return detail::HandleCache::view(mHandles, 1, 0, *mCondition);
+}
+
+void IfStatement::setExpression(Expression const& condition)
+{
+    detail::HandleCache::set(mHandles, 0, mCondition, *condition.getData());
+}
 
 bool IfStatement::isEmpty() const
 {
@@ -21,25 +37,17 @@ bool IfStatement::isEmpty() const
 
 sxu::string IfStatement::asString() const
 {
-    sxu::string text;
-    detail::StatementWalk::printIf(*this, text);
-    return text;
+    return detail::textOf(*this);
 }
 
 Statement* IfStatement::clone(Function const& target) const
 {
-    std::unique_ptr<IfStatement> copy(new IfStatement(target));
-    copy->setExpression(mCondition.clone(target));
-    for (unsigned long index = 0; index < 2; ++index) {
-        bool const branch = indexToBranch(index);
-        detail::StatementWalk::copyInto(copy->getStatements(branch), getStatements(branch));
-    }
-    return copy.release();
+    return detail::cloneStatement(*this, target);
 }
 
 bool IfStatement::localIsEquivalent(IfStatement const& other) const
 {
-    return detail::StatementWalk::equivalentIfs(*this, other);
+    return detail::equivalentStatements(*this, other);
 }
 
 } // namespace sxir

@@ -7,16 +7,22 @@
 
 namespace sxir {
 
+namespace detail {
+class HandleCache;
+struct NodeAccess;
+} // namespace detail
+
 class SXIR_API IfStatement final : public StatementShim<IfStatement> {
 public:
     static constexpr StatementType::Type sStatementType = StatementType::If;
 
     /// Condition the int32 constant 1, both branches empty.
     explicit IfStatement(Function const& function);
+    /// Lets go of the condition, then destroys the true branch and the false branch.
     ~IfStatement() override;
 
-    Expression const& getExpression() const { return mCondition; }
-    void setExpression(Expression const& condition) { mCondition = condition; }
+    Expression const& getExpression() const;
+    void setExpression(Expression const& condition);
     /// The branch taken when the condition is `branch`.
     CompoundStatement& getStatements(bool branch) { return mBranches[branchToIndex(branch)]; }
     CompoundStatement const& getStatements(bool branch) const { return mBranches[branchToIndex(branch)]; }
@@ -35,8 +41,19 @@ public:
     /// Same branch lengths, equivalent conditions, then equivalent statements pair by pair.
     bool localIsEquivalent(IfStatement const& other) const override;
 
+    /// The condition.
+    unsigned long getNumExpressions() const override { return 1; }
+    ExpressionData const* getExpressionNode(unsigned long) const override { return mCondition; }
+    /// The true branch (0) and the false branch (1).
+    unsigned long getNumStatementLists() const override { return 2; }
+    CompoundStatement& getStatementList(unsigned long position) override { return mBranches[position]; }
+
 private:
-    Expression mCondition;
+    friend struct detail::NodeAccess;
+
+    // A counted reference to the condition; the handle getExpression returns is made on demand.
+    ExpressionData* mCondition = nullptr;
+    mutable detail::HandleCache* mHandles = nullptr;
     CompoundStatement mBranches[2];
 };
 

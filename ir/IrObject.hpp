@@ -14,6 +14,12 @@ public:
     /// The context of the most recently constructed IR object of this thread, or null.
     /// Objects built without a context argument take this one.
     static Context const* getLastContext();
+
+protected:
+    struct Unrecorded {};
+    /// For objects the library makes while reading IR (handles given out for a node's
+    /// operands): they leave the record of the last context alone.
+    IrObject(Context const& context, Unrecorded) : Base(context) {}
 };
 
 } // namespace sxir

@@ -4,7 +4,14 @@
 #include "ir/Expression.hpp"
 #include "ir/ExpressionData.hpp"
 
+#include <tuple>
+
 namespace sxir {
+
+namespace detail {
+class HandleCache;
+struct NodeAccess;
+} // namespace detail
 
 class SXIR_API MatrixRef final : public ExpressionDataShim<MatrixRef> {
 public:
@@ -14,7 +21,7 @@ public:
     explicit MatrixRef(Expression const& expression);
     ~MatrixRef() override;
 
-    Expression const& getExpression() const { return mParts[0]; }
+    Expression const& getExpression() const;
     /// Index 0 is the row, index 1 the column.
     Expression const& getIndex(unsigned long position) const;
     void setIndex(unsigned long position, Expression const& index);
@@ -29,22 +36,18 @@ public:
     ExpressionData* clone(Function const& target) const override;
     bool localIsEquivalent(MatrixRef const& other) const override;
 
-protected:
-    unsigned long getNumSubExpressions() const override { return 3; }
-    ExpressionData const* getSubExpression(unsigned long position) const override { return mParts[position].getData(); }
-    unsigned long openText(detail::TextSink&) const override { return 3; }
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
-    unsigned long compareLocally(ExpressionData const& other) const override
-    {
-        return asSameClass(other) != nullptr ? 3 : sDifferent;
-    }
-    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
-
 private:
-    MatrixRef(Expression const& expression, Expression const& row, Expression const& column);
+    friend struct detail::NodeAccess;
 
-    // The indexed expression, then the row and column indices.
-    Expression mParts[3];
+    /// No fields of its own: equivalence and the hash follow from the sub-expressions alone.
+    auto fields() const { return std::tie(); }
+    /// Over already built parts, one reference added to each.
+    MatrixRef(Context const& context, ExpressionData* const* parts);
+
+    // Counted references to the indexed expression, then the row and column indices;
+    // the handles the accessors return are made on demand.
+    ExpressionData* mParts[3] = {};
+    mutable detail::HandleCache* mHandles = nullptr;
 };
 
 } // namespace sxir

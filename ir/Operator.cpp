@@ -3,13 +3,12 @@
 #include "ir/BuiltinType.hpp"
 #include "ir/Constant.hpp"
 #include "ir/Context.hpp"
-#include "ir/Function.hpp"
-#include "ir/detail/ExpressionWalk.hpp"
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Equivalence.hpp"
 #include "ir/detail/HandleCache.hpp"
-#include "ir/detail/TextSink.hpp"
+#include "ir/detail/Printing.hpp"
+#include "ir/detail/Resolution.hpp"
 #include "util/Assertion.hpp"
-
-#include <string_view>
 
 namespace sxir {
 
@@ -77,6 +76,11 @@ bool Operator::isNative(OpId::Type op)
     return info(op).native;
 }
 
+std::string_view Operator::getTextPiece(OpId::Type op, unsigned long piece)
+{
+    return info(op).pieces[piece];
+}
+
 // The operation was checked when the node was built.
 unsigned long Operator::getNumOperands() const
 {
@@ -86,11 +90,6 @@ unsigned long Operator::getNumOperands() const
 bool Operator::isNative() const
 {
     return sOperations[mOp].native;
-}
-
-unsigned long Operator::getNumSubExpressions() const
-{
-    return sOperations[mOp].operands;
 }
 
 Operator::Operator(OpId::Type op, Expression const& operand) : ExpressionDataShim(operand.getContext()), mOp(op)
@@ -140,7 +139,7 @@ Operator::~Operator()
 Expression const& Operator::getOperand(unsigned long position) const
 {
     SXU_CHECK(position < getNumOperands(), "operand position out of range");
-    return detail::HandleCache::get(mHandles, position, mOperands[position]);
+    return detail::HandleCache::view(mHandles, 2, position, *mOperands[position]);
 }
 
 void Operator::setOperand(unsigned long position, Expression const& operand)
@@ -158,14 +157,9 @@ void Operator::initializeOperands()
     }
 }
 
-ExpressionData const* Operator::getSubExpression(unsigned long position) const
-{
-    return mOperands[position];
-}
-
 Function const* Operator::resolveFunction() const
 {
-    return detail::ExpressionWalk::resolveFunction(*this);
+    return detail::resolveFunction(*this);
 }
 
 Type const* Operator::getGenericType() const
@@ -175,43 +169,17 @@ Type const* Operator::getGenericType() const
 
 sxu::string Operator::asString() const
 {
-    return detail::ExpressionWalk::toString(*this);
-}
-
-unsigned long Operator::openText(detail::TextSink& out) const
-{
-    OperationInfo const& operation = sOperations[mOp];
-    out.append(operation.pieces[0]);
-    return operation.operands;
-}
-
-void Operator::appendText(detail::TextSink& out, unsigned long piece) const
-{
-    std::string_view const text = sOperations[mOp].pieces[piece];
-    if (!text.empty()) {
-        out.append(text);
-    }
+    return detail::textOf(*this);
 }
 
 ExpressionData* Operator::clone(Function const& target) const
 {
-    return detail::ExpressionWalk::clone(*this, target);
+    return detail::cloneExpression(*this, target);
 }
 
 bool Operator::localIsEquivalent(Operator const& other) const
 {
-    return detail::ExpressionWalk::equivalent(*this, other);
-}
-
-unsigned long Operator::compareLocally(ExpressionData const& other) const
-{
-    Operator const* same = asSameClass(other);
-    return same != nullptr && mOp == same->mOp ? sOperations[mOp].operands : sDifferent;
-}
-
-ExpressionData* Operator::rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const
-{
-    return new Operator(target.getContext(), mOp, clonedSubExpressions);
+    return detail::equivalent(*this, other);
 }
 
 } // namespace sxir

@@ -5,10 +5,14 @@
 #include "ir/ExpressionData.hpp"
 #include "ir/OpId.hpp"
 
+#include <string_view>
+#include <tuple>
+
 namespace sxir {
 
 namespace detail {
 class HandleCache;
+struct NodeAccess;
 } // namespace detail
 
 class SXIR_API Operator final : public ExpressionDataShim<Operator> {
@@ -40,6 +44,8 @@ public:
     static char const* getSymbol(OpId::Type op);
     static unsigned long getNumOperands(OpId::Type op);
     static bool isNative(OpId::Type op);
+    /// The printed text before the operands (`piece` 0), between them (1) and after them (2).
+    static std::string_view getTextPiece(OpId::Type op, unsigned long piece);
 
     Function const* resolveFunction() const override;
     /// Null for a native operator; real_T for an elementary function.
@@ -50,17 +56,13 @@ public:
     ExpressionData* clone(Function const& target) const override;
     bool localIsEquivalent(Operator const& other) const override;
 
-protected:
-    unsigned long getNumSubExpressions() const override;
-    ExpressionData const* getSubExpression(unsigned long position) const override;
-    unsigned long openText(detail::TextSink& out) const override;
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
-    unsigned long compareLocally(ExpressionData const& other) const override;
-    std::size_t hashLocally() const override { return 0x100 + mOp; }
-    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
-
 private:
+    friend struct detail::NodeAccess;
+
+    /// Over already built operands, one reference added to each.
     Operator(Context const& context, OpId::Type op, ExpressionData* const* operands);
+    /// The node's own fields, compared before the operands; equivalence and the hash follow from them.
+    auto fields() const { return std::tie(mOp); }
 
     OpId::Type mOp;
     // Counted references to the operands; the handles getOperand returns are made on demand.

@@ -5,7 +5,6 @@
 #include "ir/ErrorId.hpp"
 #include "ir/ScopeConfiguration.hpp"
 #include "ir/ScopeItemVisitor.hpp"
-#include "ir/detail/Rebinding.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
 #include "util/Assertion.hpp"
 #include "util/Format.hpp"
@@ -72,7 +71,6 @@ ScopeItem* Scope::adopt(std::unique_ptr<ScopeItem> item)
     mData->mIndex.emplace(name, id);
     item->setId(id);
     mData->mItems.push_back(item.get());
-    detail::RebindCache::scopesChanged();
     return item.release();
 }
 

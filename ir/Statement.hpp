@@ -10,10 +10,16 @@
 
 namespace sxir {
 
+class CompoundStatement;
+class ExpressionData;
 class Function;
 
 struct StatementType {
-    enum Type : std::uint32_t { Assignment = 0, If = 1 };
+    enum Type : std::uint32_t {
+#define SXIR_STATEMENT_KIND(kind, value, statementClass) kind = value,
+#include "ir/StatementKinds.def"
+    };
+    static constexpr unsigned long Count = If + 1;
 };
 
 class SXIR_API Statement : public IrObject {
@@ -27,6 +33,19 @@ public:
     /// A deep copy whose expressions are rebound to `target`; owned by the caller.
     virtual Statement* clone(Function const& target) const = 0;
     virtual bool isEquivalent(Statement const& other) const = 0;
+
+    // What a statement holds, offered alike by every kind, so that walks need not know the kinds.
+    /// The expressions, in order: an assignment's left and right sides, an if's condition.
+    virtual unsigned long getNumExpressions() const = 0;
+    /// The node of expression `position`, or null for an assignment side never set.
+    virtual ExpressionData const* getExpressionNode(unsigned long position) const = 0;
+    /// The statement lists nested in the statement, in order: an if's true and false branches.
+    virtual unsigned long getNumStatementLists() const = 0;
+    virtual CompoundStatement& getStatementList(unsigned long position) = 0;
+    CompoundStatement const& getStatementList(unsigned long position) const
+    {
+        return const_cast<Statement*>(this)->getStatementList(position);
+    }
 
     Function const& getFunction() const { return *mFunction; }
     /// Marks a statement the library wrote itself (an output initialised from its input).

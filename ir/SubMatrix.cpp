@@ -1,21 +1,32 @@
 #include "ir/SubMatrix.hpp"
 
 #include "ir/MatrixType.hpp"
-#include "ir/detail/ExpressionWalk.hpp"
-#include "ir/detail/TextSink.hpp"
+#include "ir/detail/Cloning.hpp"
+#include "ir/detail/Equivalence.hpp"
+#include "ir/detail/HandleCache.hpp"
+#include "ir/detail/Printing.hpp"
+#include "ir/detail/Resolution.hpp"
 #include "util/Assertion.hpp"
 
 namespace sxir {
 
 SubMatrix::SubMatrix(Expression const& expression, Colon const& range)
-    : ExpressionDataShim(expression.getContext()), mExpression(expression),
+    : ExpressionDataShim(expression.getContext()), mExpression(expression.getData()->getReference()),
       mExpressionType(dynamic_cast<MatrixType const*>(expression.getGenericType()))
 {
     setLast(range.getLast());
     setFirst(range.getFirst());
 }
 
-SubMatrix::~SubMatrix() = default;
+SubMatrix::~SubMatrix()
+{
+    detail::HandleCache::release(mHandles, &mExpression, 1);
+}
+
+Expression const& SubMatrix::getExpression() const
+{
+    return detail::HandleCache::view(mHandles, 1, 0, *mExpression);
+}
 
 void SubMatrix::setFirst(unsigned long first)
 {
@@ -36,7 +47,7 @@ void SubMatrix::clearType()
 
 Function const* SubMatrix::resolveFunction() const
 {
-    return detail::ExpressionWalk::resolveFunction(*this);
+    return detail::resolveFunction(*this);
 }
 
 Type const* SubMatrix::getGenericType() const
@@ -50,42 +61,22 @@ Type const* SubMatrix::getGenericType() const
 
 bool SubMatrix::isLValue() const
 {
-    return detail::ExpressionWalk::isSelectionLValue(*this);
+    return detail::isSelectionLValue(*this);
 }
 
 sxu::string SubMatrix::asString() const
 {
-    return detail::ExpressionWalk::toString(*this);
-}
-
-void SubMatrix::appendText(detail::TextSink& out, unsigned long) const
-{
-    out.append('(');
-    out.appendDecimal(mFirst);
-    out.append(':');
-    out.appendDecimal(mLast);
-    out.append(')');
+    return detail::textOf(*this);
 }
 
 ExpressionData* SubMatrix::clone(Function const& target) const
 {
-    return detail::ExpressionWalk::clone(*this, target);
+    return detail::cloneExpression(*this, target);
 }
 
 bool SubMatrix::localIsEquivalent(SubMatrix const& other) const
 {
-    return detail::ExpressionWalk::equivalent(*this, other);
-}
-
-unsigned long SubMatrix::compareLocally(ExpressionData const& other) const
-{
-    SubMatrix const* same = asSameClass(other);
-    return same != nullptr && mFirst == same->mFirst && mLast == same->mLast ? 1 : sDifferent;
-}
-
-ExpressionData* SubMatrix::rebuild(Function const&, ExpressionData* const* clonedSubExpressions) const
-{
-    return new SubMatrix(Expression(*clonedSubExpressions[0]), Colon(mFirst, mLast));
+    return detail::equivalent(*this, other);
 }
 
 } // namespace sxir

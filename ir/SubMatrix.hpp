@@ -6,10 +6,16 @@
 #include "ir/ExpressionData.hpp"
 
 #include <memory>
+#include <tuple>
 
 namespace sxir {
 
 class MatrixType;
+
+namespace detail {
+class HandleCache;
+struct NodeAccess;
+} // namespace detail
 
 class SXIR_API SubMatrix final : public ExpressionDataShim<SubMatrix> {
 public:
@@ -18,7 +24,7 @@ public:
     SubMatrix(Expression const& expression, Colon const& range);
     ~SubMatrix() override;
 
-    Expression const& getExpression() const { return mExpression; }
+    Expression const& getExpression() const;
     /// The indexed expression's type as a matrix type, taken at construction; null if it is none.
     MatrixType const* getExpressionType() const { return mExpressionType; }
     unsigned long getFirst() const { return mFirst; }
@@ -38,17 +44,16 @@ public:
     ExpressionData* clone(Function const& target) const override;
     bool localIsEquivalent(SubMatrix const& other) const override;
 
-protected:
-    unsigned long getNumSubExpressions() const override { return 1; }
-    ExpressionData const* getSubExpression(unsigned long) const override { return mExpression.getData(); }
-    unsigned long openText(detail::TextSink&) const override { return 1; }
-    void appendText(detail::TextSink& out, unsigned long piece) const override;
-    unsigned long compareLocally(ExpressionData const& other) const override;
-    std::size_t hashLocally() const override { return mFirst * 31 + mLast; }
-    ExpressionData* rebuild(Function const& target, ExpressionData* const* clonedSubExpressions) const override;
-
 private:
-    Expression mExpression;
+    friend struct detail::NodeAccess;
+
+    /// The node's own fields, compared after the indexed expression; equivalence and the hash follow from them.
+    auto fields() const { return std::tie(mFirst, mLast); }
+    static constexpr bool sFieldsAfterChildren = true;
+
+    // A counted reference to the indexed expression; the handle getExpression returns is made on demand.
+    ExpressionData* mExpression = nullptr;
+    mutable detail::HandleCache* mHandles = nullptr;
     MatrixType const* mExpressionType;
     unsigned long mFirst = 0;
     unsigned long mLast = 0;

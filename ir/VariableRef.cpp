@@ -1,12 +1,8 @@
 #include "ir/VariableRef.hpp"
 
-#include "ir/Function.hpp"
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
-#include "ir/detail/ExpressionWalk.hpp"
-#include "ir/detail/Rebinding.hpp"
-#include "ir/detail/TextSink.hpp"
-#include "util/Assertion.hpp"
+#include "ir/detail/Cloning.hpp"
 
 namespace sxir {
 
@@ -34,28 +30,14 @@ sxu::string VariableRef::asString() const
     return mVariable->getName();
 }
 
-unsigned long VariableRef::openText(detail::TextSink& out) const
-{
-    out.append(mVariable->getName());
-    return 0;
-}
-
 ExpressionData* VariableRef::clone(Function const& target) const
 {
-    if (ExpressionData* shared = detail::RebindCache::findNode(target, *mVariable)) {
-        return shared;
-    }
-    ScopeItem const* item = detail::RebindCache::resolve(target, *mVariable);
-    auto const* variable = item != nullptr && item->getScopeItemType() == ScopeItemType::Variable
-                               ? static_cast<Variable const*>(item)
-                               : nullptr;
-    SXU_CHECK(variable != nullptr, "the target function declares no variable of the cloned reference's name");
-    // Without the declaration the clone keeps referring to the source's variable.
-    Expression const clone = detail::ExpressionWalk::adopt(
-        target.getContext(), new VariableRef(variable != nullptr ? *variable : *mVariable));
-    ExpressionData& node = const_cast<ExpressionData&>(*clone.getData());
-    detail::RebindCache::keepNode(target, *mVariable, node);
-    return node.getReference();
+    return detail::cloneExpression(*this, target);
+}
+
+bool VariableRef::localIsEquivalent(VariableRef const& other) const
+{
+    return fields() == other.fields();
 }
 
 } // namespace sxir

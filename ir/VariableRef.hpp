@@ -3,9 +3,15 @@
 
 #include "ir/ExpressionData.hpp"
 
+#include <tuple>
+
 namespace sxir {
 
 class Variable;
+
+namespace detail {
+struct NodeAccess;
+} // namespace detail
 
 class SXIR_API VariableRef final : public ExpressionDataShim<VariableRef> {
 public:
@@ -28,18 +34,14 @@ public:
     /// A reference to the variable of the same name as seen from `target`'s locals.
     ExpressionData* clone(Function const& target) const override;
     /// The very same variable.
-    bool localIsEquivalent(VariableRef const& other) const override { return mVariable == other.mVariable; }
-
-protected:
-    unsigned long openText(detail::TextSink& out) const override;
-    unsigned long compareLocally(ExpressionData const& other) const override
-    {
-        VariableRef const* same = asSameClass(other);
-        return same != nullptr && mVariable == same->mVariable ? 0 : sDifferent;
-    }
-    std::size_t hashLocally() const override { return reinterpret_cast<std::size_t>(mVariable); }
+    bool localIsEquivalent(VariableRef const& other) const override;
 
 private:
+    friend struct detail::NodeAccess;
+
+    /// The node's own field; equivalence and the hash follow from it.
+    auto fields() const { return std::tie(mVariable); }
+
     Variable const* mVariable;
 };
 

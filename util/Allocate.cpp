@@ -14,7 +14,8 @@ namespace {
 // class of sGranule bytes; larger ones from the heap. Classes keep the
 // alignment a block of their size needs: a multiple of 16 bytes is 16-aligned.
 constexpr std::size_t sGranule = 8;
-// allocate() puts the block's size in front of it, so deallocate() needs none.
+// A block that is not pooled carries its size in front of it, so that it can be
+// released without being told its size.
 constexpr std::size_t sHeaderBytes = 16;
 
 std::size_t roundedSize(std::size_t bytes)
@@ -26,11 +27,69 @@ struct FreeBlock {
     FreeBlock* next;
 };
 
+void* withHeader(std::size_t size)
+{
+    auto* block = static_cast<char*>(::operator new(size + sHeaderBytes));
+    *reinterpret_cast<std::size_t*>(block) = size;
+    return block + sHeaderBytes;
+}
+
+std::size_t headerSize(void* p)
+{
+    return *reinterpret_cast<std::size_t*>(static_cast<char*>(p) - sHeaderBytes);
+}
+
+void freeWithHeader(void* p)
+{
+    ::operator delete(static_cast<char*>(p) - sHeaderBytes);
+}
+
 #if defined(SXIR_POOL)
 
 constexpr std::size_t sMaxPooled = 256;
 constexpr std::size_t sClassCount = sMaxPooled / sGranule + 1;
-constexpr std::size_t sChunkBytes = 64 * 1024;
+
+// Pooled blocks are carved from slabs of one size class each, aligned to their
+// size, so the slab of a block, and with it the block's size, follows from its
+// address: a two-level table gives each slab's class (0 for memory that is no slab).
+constexpr unsigned sSlabShift = 14;
+constexpr std::size_t sSlabBytes = std::size_t(1) << sSlabShift;
+constexpr unsigned sLeafShift = 32;
+constexpr std::size_t sLeafEntries = std::size_t(1) << (sLeafShift - sSlabShift);
+constexpr std::size_t sRootEntries = std::size_t(1) << (48 - sLeafShift);
+
+std::atomic<std::uint8_t*> sSlabClasses[sRootEntries];
+
+std::size_t classOf(void const* p) noexcept
+{
+    auto const address = reinterpret_cast<std::uintptr_t>(p);
+    std::size_t const root = address >> sLeafShift;
+    if (root >= sRootEntries) {
+        return 0;
+    }
+    std::uint8_t const* leaf = sSlabClasses[root].load(std::memory_order_acquire);
+    return leaf == nullptr ? 0 : leaf[(address >> sSlabShift) & (sLeafEntries - 1)];
+}
+
+/// Records that the slab at `slab` serves blocks of class `sizeClass`.
+void registerSlab(void* slab, std::size_t sizeClass)
+{
+    auto const address = reinterpret_cast<std::uintptr_t>(slab);
+    std::size_t const root = address >> sLeafShift;
+    if (root >= sRootEntries) {
+        throw std::bad_alloc();
+    }
+    std::uint8_t* leaf = sSlabClasses[root].load(std::memory_order_acquire);
+    if (leaf == nullptr) {
+        auto* fresh = new std::uint8_t[sLeafEntries]();
+        if (sSlabClasses[root].compare_exchange_strong(leaf, fresh, std::memory_order_acq_rel)) {
+            leaf = fresh;
+        } else {
+            delete[] fresh;
+        }
+    }
+    leaf[(address >> sSlabShift) & (sLeafEntries - 1)] = static_cast<std::uint8_t>(sizeClass);
+}
 
 /// Free blocks that threads left behind when they ended, for other threads to reuse.
 struct Depot {
@@ -45,12 +104,12 @@ Depot& depot()
     return *instance;
 }
 
-/// A thread's free lists and the chunk it carves new blocks from. Chunks live as
-/// long as the process.
+/// A thread's free lists and, per class, the slab it carves new blocks from. Slabs
+/// live as long as the process.
 struct ThreadPool {
     FreeBlock* heads[sClassCount];
-    char* cursor;
-    char* limit;
+    char* cursors[sClassCount];
+    char* limits[sClassCount];
     bool returnsAtExit; // the thread's blocks go to the depot when it ends
 };
 
@@ -84,33 +143,42 @@ void returnAtExit()
     }
 }
 
-/// Blocks of `size` bytes that ended threads left, taken all at once; null when there are none.
-FreeBlock* fromDepot(std::size_t size)
+/// Blocks of class `sizeClass` that ended threads left, taken all at once; null when there are none.
+FreeBlock* fromDepot(std::size_t sizeClass)
 {
     Depot& shared = depot();
     if (!shared.holdsBlocks.load(std::memory_order_acquire)) {
         return nullptr;
     }
     std::lock_guard<std::mutex> lock(shared.mutex);
-    FreeBlock* blocks = shared.heads[size / sGranule];
-    shared.heads[size / sGranule] = nullptr;
+    FreeBlock* blocks = shared.heads[sizeClass];
+    shared.heads[sizeClass] = nullptr;
     return blocks;
 }
 
-/// A block from the current chunk; when it runs out, first the depot's blocks, then a new chunk.
-void* carve(std::size_t size)
+/// A block from the class's current slab; when it runs out, first the depot's blocks, then a new slab.
+void* carve(std::size_t sizeClass)
 {
-    if (static_cast<std::size_t>(tPool.limit - tPool.cursor) < size) {
+    std::size_t const size = sizeClass * sGranule;
+    char*& cursor = tPool.cursors[sizeClass];
+    if (static_cast<std::size_t>(tPool.limits[sizeClass] - cursor) < size) {
         returnAtExit();
-        if (FreeBlock* blocks = fromDepot(size)) {
-            tPool.heads[size / sGranule] = blocks->next;
+        if (FreeBlock* blocks = fromDepot(sizeClass)) {
+            tPool.heads[sizeClass] = blocks->next;
             return blocks;
         }
-        tPool.cursor = static_cast<char*>(::operator new(sChunkBytes));
-        tPool.limit = tPool.cursor + sChunkBytes;
+        void* slab = ::operator new(sSlabBytes, std::align_val_t(sSlabBytes));
+        try {
+            registerSlab(slab, sizeClass);
+        } catch (...) {
+            ::operator delete(slab, std::align_val_t(sSlabBytes));
+            throw;
+        }
+        cursor = static_cast<char*>(slab);
+        tPool.limits[sizeClass] = cursor + sSlabBytes;
     }
-    void* block = tPool.cursor;
-    tPool.cursor += size;
+    void* block = cursor;
+    cursor += size;
     return block;
 }
 
@@ -138,25 +206,22 @@ void* obtain(std::size_t bytes)
             block = head;
             head = head->next;
         } else {
-            block = carve(size);
+            block = carve(size / sGranule);
         }
     } else {
-        block = ::operator new(size);
+        block = withHeader(size);
     }
 #else
-    block = ::operator new(size);
+    block = withHeader(size);
 #endif
     ++tStatistics.allocations;
     tStatistics.bytesInUse += static_cast<long>(size);
     return block;
 }
 
-void release(void* p, std::size_t bytes) noexcept
+/// Releases `p`, a block of `size` bytes (already rounded).
+void release(void* p, std::size_t size) noexcept
 {
-    if (p == nullptr) {
-        return;
-    }
-    std::size_t const size = roundedSize(bytes);
     ++tStatistics.deallocations;
     tStatistics.bytesInUse -= static_cast<long>(size);
 #if defined(SXIR_POOL)
@@ -169,7 +234,18 @@ void release(void* p, std::size_t bytes) noexcept
         return;
     }
 #endif
-    ::operator delete(p);
+    freeWithHeader(p);
+}
+
+/// The rounded size of a block from obtain, read from where the block came from.
+std::size_t sizeOf(void* p) noexcept
+{
+#if defined(SXIR_POOL)
+    if (std::size_t const sizeClass = classOf(p)) {
+        return sizeClass * sGranule;
+    }
+#endif
+    return headerSize(p);
 }
 
 } // namespace
@@ -179,18 +255,14 @@ void* Allocate::allocate(unsigned long count, unsigned long size)
     if (size != 0 && count > (std::numeric_limits<std::size_t>::max() - 2 * sHeaderBytes) / size) {
         throw std::bad_alloc();
     }
-    // A multiple of 16 bytes keeps the block, and so what follows the header, 16-aligned.
-    std::size_t const bytes = (count * size + 15) / 16 * 16 + sHeaderBytes;
-    auto* block = static_cast<char*>(obtain(bytes));
-    *reinterpret_cast<std::size_t*>(block) = bytes;
-    return block + sHeaderBytes;
+    // A multiple of 16 bytes keeps the block 16-aligned.
+    return obtain(count * size == 0 ? 16 : (count * size + 15) / 16 * 16);
 }
 
 void Allocate::deallocate(void* p) noexcept
 {
     if (p != nullptr) {
-        char* block = static_cast<char*>(p) - sHeaderBytes;
-        release(block, *reinterpret_cast<std::size_t*>(block));
+        release(p, sizeOf(p));
     }
 }
 
@@ -201,7 +273,9 @@ void* Allocate::allocateBytes(unsigned long bytes)
 
 void Allocate::deallocateBytes(void* p, unsigned long bytes) noexcept
 {
-    release(p, bytes);
+    if (p != nullptr) {
+        release(p, roundedSize(bytes));
+    }
 }
 
 AllocationStatistics Allocate::getStatistics() noexcept

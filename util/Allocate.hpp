@@ -23,11 +23,12 @@ struct AllocationStatistics {
 struct SXIR_API Allocate {
     /// Storage for `count` elements of `size` bytes, aligned for any IR element type.
     static void* allocate(unsigned long count, unsigned long size);
-    /// Releases storage from allocate; null is ignored.
+    /// Releases storage from allocate or allocateBytes; null is ignored.
     static void deallocate(void* p) noexcept;
 
-    /// Storage of `bytes` bytes that is released with its size, as the library's own objects are.
+    /// Storage of `bytes` bytes, aligned for any type of that size.
     static void* allocateBytes(unsigned long bytes);
+    /// Releases storage of `bytes` bytes from allocateBytes, without looking up its size; null is ignored.
     static void deallocateBytes(void* p, unsigned long bytes) noexcept;
 
     static AllocationStatistics getStatistics() noexcept;
@@ -44,7 +45,8 @@ struct SXIR_API AllocationFaults {
 class SXIR_API AllocatorBase {
 public:
     static void* operator new(std::size_t size) { return Allocate::allocateBytes(size); }
-    // Only the sized form is declared, so every delete passes the size of the object's own class.
+    // A delete expression takes the unsized form; the allocator finds the size from the address.
+    static void operator delete(void* p) noexcept { Allocate::deallocate(p); }
     static void operator delete(void* p, std::size_t size) noexcept { Allocate::deallocateBytes(p, size); }
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void*, void*) noexcept {}

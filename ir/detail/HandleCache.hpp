@@ -1,67 +1,86 @@
-// Ownership of sub-expressions held as plain node references, with handles made on demand.
+// Sub-expressions held as counted node references, and the handles their accessors give out.
 #pragma once
 
 #include "ir/Expression.hpp"
 #include "ir/ExpressionData.hpp"
 #include "util/Allocate.hpp"
-
-#include <optional>
+#include "util/Vector.hpp"
 
 namespace sxir {
 namespace detail {
 
-/// Operators and assignments hold their sub-expressions in slots of plain node
-/// pointers, a third of the memory of handles; the accessors that return a handle
-/// by reference get one from here. Each slot owns one reference to its node: the
-/// pointer owns it until a handle is made for the slot, then the handle does (the
-/// pointer stays as a borrowed copy), so every holder still counts once.
+/// Every node and statement holds its sub-expressions in slots of plain node
+/// pointers, each owning one reference, a third of the memory of handles. The
+/// accessors that return a handle by reference (getOperand, getIndex,
+/// getExpression) get one from here: it only views its slot's node, so making it
+/// adds no holder and leaves the record of the last context alone.
 class HandleCache : public sxu::AllocatorBase {
 public:
-    static constexpr unsigned long sSlots = 2;
+    HandleCache(HandleCache const&) = delete;
+    HandleCache& operator=(HandleCache const&) = delete;
 
-    /// The handle of `slot`, whose node is `node`; `cache` is created on first use.
-    static Expression const& get(HandleCache*& cache, unsigned long slot, ExpressionData* node)
+    /// The handle viewing `node`, kept at `position` of `cache`, which is made with
+    /// `positions` places on first use.
+    static Expression const& view(HandleCache*& cache, unsigned long positions, unsigned long position,
+                                  ExpressionData const& node)
     {
         if (cache == nullptr) {
-            cache = new HandleCache();
+            cache = new HandleCache(positions);
         }
-        std::optional<Expression>& handle = cache->mHandles[slot];
-        if (!handle) {
-            handle.emplace(*node);
-            node->releaseReference();
+        Expression*& handle = cache->mHandles[position];
+        if (handle == nullptr) {
+            handle = new Expression(node, Expression::View());
         }
         return *handle;
     }
 
-    /// Makes `slot` hold `value`; a handle given out for it follows.
-    static void set(HandleCache* cache, unsigned long slot, ExpressionData*& node, ExpressionData const& value)
+    /// Makes `slot` (at `position`) hold `value`, then lets go of what it held.
+    static void set(HandleCache* cache, unsigned long position, ExpressionData*& slot, ExpressionData const& value)
     {
-        if (cache != nullptr && cache->mHandles[slot]) {
-            *cache->mHandles[slot] = Expression(value);
-            node = const_cast<ExpressionData*>(&value);
-            return;
+        ExpressionData* const previous = slot;
+        slot = value.getReference();
+        if (cache != nullptr && cache->mHandles[position] != nullptr) {
+            cache->mHandles[position]->mData = slot;
         }
-        ExpressionData* previous = node;
-        node = value.getReference();
         if (previous != nullptr) {
             previous->releaseReference();
         }
     }
 
-    /// Releases what the slots own, then the cache.
-    static void release(HandleCache* cache, ExpressionData* const* nodes, unsigned long count) noexcept
+    /// Takes the reference `slot` (at `position`) owns, leaving the slot empty.
+    static ExpressionData* take(HandleCache* cache, unsigned long position, ExpressionData*& slot) noexcept
     {
-        for (unsigned long slot = 0; slot < count; ++slot) {
-            bool const ownedByHandle = cache != nullptr && cache->mHandles[slot];
-            if (nodes[slot] != nullptr && !ownedByHandle) {
-                nodes[slot]->releaseReference();
+        ExpressionData* const taken = slot;
+        slot = nullptr;
+        if (cache != nullptr && cache->mHandles[position] != nullptr) {
+            cache->mHandles[position]->mData = nullptr;
+        }
+        return taken;
+    }
+
+    /// Releases what the slots still own, then the handles.
+    static void release(HandleCache* cache, ExpressionData* const* slots, unsigned long count) noexcept
+    {
+        for (unsigned long position = 0; position < count; ++position) {
+            if (slots[position] != nullptr) {
+                slots[position]->releaseReference();
             }
         }
-        delete cache;
+        if (cache != nullptr) {
+            for (Expression* handle : cache->mHandles) {
+                if (handle != nullptr) {
+                    handle->mData = nullptr;
+                    delete handle;
+                }
+            }
+            delete cache;
+        }
     }
 
 private:
-    std::optional<Expression> mHandles[sSlots];
+    explicit HandleCache(unsigned long positions) : mHandles(positions, nullptr) {}
+
+    sxu::vector<Expression*> mHandles;
 };
 
 } // namespace detail

@@ -42,10 +42,10 @@ TEST_F(CheckedBuildDeathTest, EachPreconditionFailsItsAssertion)
     EXPECT_CHECK("AssignmentStatement", "reading an assignment side that was never set", unset.asString());
     EXPECT_CHECK("AssignmentStatement", "assignment side out of range",
                  unset.setExpression(AssignmentStatement::Side(2), a));
-    EXPECT_CHECK("VariableRef", "the target function declares no variable of the cloned reference's name",
+    EXPECT_CHECK("detail/Cloning", "the target function declares no variable of the cloned reference's name",
                  a.clone(addFunction("g", {"b"}, {"z"})));
     // A declaration of the name that is of the other kind does not count.
-    EXPECT_CHECK("FunctionRef", "the target function sees no function of the cloned reference's name",
+    EXPECT_CHECK("detail/Cloning", "the target function sees no function of the cloned reference's name",
                  Expression(f).clone(addFunction("h", {"f"}, {"z"})));
     EXPECT_CHECK("Scope", "a scope cannot be copied into itself", f.copyIn(f));
     EXPECT_CHECK("FunctionCall", "a call of an expression that is not typed by a function signature", call(a));

@@ -1,0 +1,160 @@
+#include "ir/detail/Hashing.hpp"
+
+#include "ir/detail/NodeMemo.hpp"
+#include "ir/detail/Walk.hpp"
+
+#include <type_traits>
+#include <vector>
+
+namespace sxir {
+namespace detail {
+
+namespace {
+
+constexpr std::uint64_t sUnsetHash = 0x51ed270b27f5d4c1ull;
+
+/// Post-order: a node's hash mixes its kind, its fields and its sub-expressions' hashes,
+/// which wait on a value stack until the node is left.
+class ExpressionHasher : public ExpressionKindVisitor<ExpressionHasher, std::uint64_t> {
+public:
+    unsigned long enter(ExpressionData const* node, Children const& children)
+    {
+        if (node == nullptr) {
+            mValues.push_back(sUnsetHash);
+            return 0;
+        }
+        if (isSharedInner(*node, children.count)) {
+            if (std::uint64_t const* known = mKnown.find(node)) {
+                mValues.push_back(*known);
+                return 0;
+            }
+        }
+        std::uint64_t const own = visitKind(children.kind, *node);
+        unsigned long const walked = children.kind == ExpressionDataType::Custom ? 0 : children.count;
+        mValues.push_back(own);
+        return walked;
+    }
+    void next(ExpressionData const&, Children const&, unsigned long) {}
+    bool leave(ExpressionData const& node, Children const& children)
+    {
+        std::size_t const first = mValues.size() - children.count;
+        std::uint64_t value = mValues[first - 1];
+        for (std::size_t i = first; i < mValues.size(); ++i) {
+            value = mixHash(value, mValues[i]);
+        }
+        mValues.resize(first);
+        mValues.back() = value;
+        if (isSharedInner(node, children.count)) {
+            mKnown.insert(&node, nullptr, value);
+        }
+        return true;
+    }
+    std::uint64_t result() const { return mValues.back(); }
+
+    // A node's own part: its kind and its fields.
+    std::uint64_t visitConstant(Constant const& node)
+    {
+        std::uint64_t value = ExpressionDataType::Constant;
+        NodeAccess::forScalar(node, [&value](auto const& constant) {
+            using Value = std::decay_t<decltype(std::get<0>(constant.fields()))>;
+            value = NodeAccess::hashFields(constant, value * 8 + ScalarDataType<Value>::sId);
+        });
+        return value;
+    }
+    std::uint64_t visitCustom(CustomExpressionData const&) { return ExpressionDataType::Custom; }
+    std::uint64_t visitVariableRef(VariableRef const& node) { return own(node); }
+    std::uint64_t visitFunctionRef(FunctionRef const& node) { return own(node); }
+    std::uint64_t visitOperator(Operator const& node) { return own(node); }
+    std::uint64_t visitMatrixRef(MatrixRef const&) { return ExpressionDataType::MatrixRef; }
+    std::uint64_t visitSubMatrix(SubMatrix const& node) { return own(node); }
+    std::uint64_t visitFunctionCall(FunctionCall const&) { return ExpressionDataType::FunctionCall; }
+
+private:
+    template <class Node>
+    static std::uint64_t own(Node const& node)
+    {
+        return NodeAccess::hashFields(node, Node::sExpressionDataType);
+    }
+
+    std::vector<std::uint64_t> mValues;
+    NodeMemo<std::uint64_t> mKnown;
+};
+
+/// A statement's hash mixes its kind, its expressions' hashes, and the hashes of the
+/// statements of its nested lists, in order; they are gathered on a value stack.
+class StatementHasher {
+public:
+    struct Data {};
+
+    Visit enterStatement(Statement& statement, Data&)
+    {
+        std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
+        for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
+            ExpressionData const* node = statement.getExpressionNode(i);
+            value = mixHash(value, node != nullptr ? hashOf(*node) : sUnsetHash);
+        }
+        mValues.push_back(value);
+        return Visit::Enter;
+    }
+    Visit enterList(Statement&, unsigned long position, Data&, Data&)
+    {
+        mValues.back() = mixHash(mValues.back(), position);
+        return Visit::Enter;
+    }
+    void leaveList(Statement&, unsigned long, Data&) {}
+    bool leaveStatement(Statement&, Data&)
+    {
+        if (mValues.size() > 1) {
+            std::uint64_t const value = mValues.back();
+            mValues.pop_back();
+            mValues.back() = mixHash(mValues.back(), value);
+        }
+        return true;
+    }
+    std::uint64_t result() const { return mValues.back(); }
+
+private:
+    std::vector<std::uint64_t> mValues;
+};
+
+} // namespace
+
+std::uint64_t hashOf(ExpressionData const& node)
+{
+    ExpressionHasher hasher;
+    walkExpression(hasher, node);
+    return hasher.result();
+}
+
+std::uint64_t hashOf(Statement const& statement)
+{
+    StatementHasher hasher;
+    StatementWalker<StatementHasher>::walkStatement(hasher, const_cast<Statement&>(statement), {});
+    return hasher.result();
+}
+
+std::uint64_t hashOf(Type const& type)
+{
+    struct TypeHasher {
+        struct Frame {
+            Type const* type;
+            unsigned long next;
+        };
+        std::uint64_t value;
+        Step step(Frame& frame, Frame& child)
+        {
+            if (frame.next == NodeAccess::numInnerTypes(*frame.type)) {
+                return Step::Finish;
+            }
+            Type const& inner = NodeAccess::innerType(*frame.type, frame.next++);
+            value = mixHash(value, NodeAccess::hashTypeFields(inner));
+            child = Frame{&inner, 0};
+            return Step::Descend;
+        }
+    } hasher{NodeAccess::hashTypeFields(type)};
+    runWalk(hasher, TypeHasher::Frame{&type, 0});
+    return hasher.value;
+}
+
+} // namespace detail
+} // namespace sxir
