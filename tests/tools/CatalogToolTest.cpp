@@ -101,4 +101,15 @@ TEST(CatalogTool, FailsWithAMessageWhenItsOutputCannotBeWritten)
     }
 }
 
+TEST(CatalogTool, ItsVersionIsThePackagesVersion)
+{
+    std::string const version = runTool("--version").out;
+    std::string const pc = slurp(SXIR_PC_FILE), config = slurp(SXIR_CONFIG_VERSION_FILE);
+    ASSERT_EQ(version.rfind("sxir-catalog ", 0), 0u) << version;
+    std::string const number = version.substr(13, version.size() - 14);
+    EXPECT_EQ(number, SXIR_VERSION);
+    EXPECT_NE(pc.find("\nVersion: " + number + "\n"), std::string::npos) << pc;
+    EXPECT_NE(config.find("set(PACKAGE_VERSION \"" + number + "\")"), std::string::npos) << config;
+}
+
 } // namespace
