@@ -112,7 +112,7 @@ public:
     template <class I, detail::IfNumber<I> = 0>
     Expression operator()(I i) const
     {
-        return (*this)(Expression(getContext(), i));
+        return (*this)(inContext(i));
     }
     template <class I, class J, detail::IfNumber<I, J> = 0>
     Expression operator()(I const& i, J const& j) const

@@ -182,6 +182,7 @@ TEST_F(ExpressionTest, ConstantsOfEveryOtherPlainTypeConvertWithoutAmbiguity)
 {
     // A pointer does not become a boolean: Expression(f("a")) for Expression(*f("a")) does not compile.
     static_assert(!std::is_convertible<sxir::ScopeItem const*, Expression>::value, "pointer to a declaration");
+    static_assert(!std::is_convertible<sxir::Variable*, Expression>::value, "pointer to a variable");
     static_assert(!std::is_constructible<Expression, sxir::Context const&, char const*>::value, "text");
     Expression const A = addMatrix("A", DataTypeId::Real, Dimension(3, 4));
     struct Case {
