@@ -31,19 +31,19 @@ int main()
 
     sxir::Function& scale = addFunction(module, "scale", "x", "y");
     {
-        // A function looks names up from its body; an expression is made of what it finds.
-        sxir::Expression x(*scale("x"));
-        sxir::Expression y(*scale("y"));
+        // A function looks names up from its body; a misspelt name is reported.
+        sxir::Expression x = scale.expression("x");
+        sxir::Expression y = scale.expression("y");
         // `*y = ...` appends an assignment to the function; `y = ...` would only rebind the handle.
         *y = x * 2.5;
     }
 
     sxir::Function& clampScale = addFunction(module, "clamp_scale", "x", "y");
     {
-        sxir::Expression x(*clampScale("x"));
-        sxir::Expression y(*clampScale("y"));
+        sxir::Expression x = clampScale.expression("x");
+        sxir::Expression y = clampScale.expression("y");
         // "scale" is not declared in clamp_scale; the lookup finds it in the module.
-        sxir::Expression callee(*clampScale("scale"));
+        sxir::Expression callee = clampScale.expression("scale");
         clampScale.If(x > 10.0);
         *y = (callee << 10.0);
         clampScale.Else();

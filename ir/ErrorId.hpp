@@ -16,6 +16,10 @@ struct ErrorId {
     static constexpr char const* DuplicateScopeItemNames = "sxir:scope:DuplicateScopeItemNames";
     /// A scope does not accept the item kind; arg1 is the kind ("module", "variable", "function").
     static constexpr char const* InvalidScopeItemType = "sxir:scope:InvalidScopeItemType";
+    /// Function::expression found no declaration of the name; arg1 is the name.
+    static constexpr char const* UnknownName = "sxir:scope:UnknownName";
+    /// A long, long long or unsigned long long constant outside its data type's range; arg1 is the value in decimal.
+    static constexpr char const* ConstantOutOfRange = "sxir:expression:ConstantOutOfRange";
 };
 
 } // namespace sxir

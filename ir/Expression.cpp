@@ -11,7 +11,9 @@
 #include "ir/ScopeItem.hpp"
 #include "ir/SubMatrix.hpp"
 #include "util/Assertion.hpp"
+#include "util/Format.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace sxir {
@@ -23,6 +25,20 @@ Context const& lastContext()
     Context const* context = IrObject::getLastContext();
     SXU_CHECK(context != nullptr, "an expression built from a bare value needs an IR object built before it");
     return *context;
+}
+
+/// `value` as the constant's value type T. A value that T cannot hold is reported; if the
+/// report returns, the constant keeps the value's low 32 bits.
+template <class T, class Value>
+T checkedValue(Context const& context, Value value)
+{
+    T const converted = static_cast<T>(static_cast<std::uint32_t>(value));
+    if (static_cast<Value>(converted) != value) {
+        sxu::string text, none;
+        sxu::appendDecimal(text, value);
+        context.reportError(ErrorId::ConstantOutOfRange, text, none, none, none);
+    }
+    return converted;
 }
 
 } // namespace
@@ -54,12 +70,37 @@ Expression::Expression(Context const& context, unsigned long const& value) : IrO
     setSizeData(value);
 }
 
+Expression::Expression(Context const& context, bool const& value)
+    : Expression(context, static_cast<unsigned char>(value))
+{}
+
+Expression::Expression(Context const& context, long const& value)
+    : Expression(context, checkedValue<int>(context, value))
+{}
+
+Expression::Expression(Context const& context, long long const& value)
+    : Expression(context, checkedValue<int>(context, value))
+{}
+
+Expression::Expression(Context const& context, unsigned long long const& value)
+    : Expression(context, checkedValue<unsigned int>(context, value))
+{}
+
+Expression::Expression(Context const& context, float const& value)
+    : Expression(context, static_cast<double>(value))
+{}
+
 Expression::Expression(char const& value) : Expression(lastContext(), value) {}
 Expression::Expression(unsigned char const& value) : Expression(lastContext(), value) {}
 Expression::Expression(int const& value) : Expression(lastContext(), value) {}
 Expression::Expression(unsigned int const& value) : Expression(lastContext(), value) {}
 Expression::Expression(double const& value) : Expression(lastContext(), value) {}
 Expression::Expression(unsigned long const& value) : Expression(lastContext(), value) {}
+Expression::Expression(bool const& value) : Expression(lastContext(), value) {}
+Expression::Expression(long const& value) : Expression(lastContext(), value) {}
+Expression::Expression(long long const& value) : Expression(lastContext(), value) {}
+Expression::Expression(unsigned long long const& value) : Expression(lastContext(), value) {}
+Expression::Expression(float const& value) : Expression(lastContext(), value) {}
 
 Expression::Expression(sxu::DataTypeId::Type id, void const* value)
     : Expression(lastContext(), Constant::createScalarConstant(lastContext(), id, value), Adopt())

@@ -6,6 +6,8 @@
 #include "util/DataTypeId.hpp"
 #include "util/String.hpp"
 
+#include <type_traits>
+
 namespace sxir {
 
 class Colon;
@@ -19,6 +21,11 @@ class Type;
 namespace detail {
 class HandleCache;
 struct NodeAccess;
+
+/// Enables the overloads that take a plain number (or character) beside a handle, when any of
+/// `T` is one: the number becomes a constant in the handle's context, not in the last one.
+template <class... T>
+using IfNumber = std::enable_if_t<(std::is_arithmetic<T>::value || ...), int>;
 } // namespace detail
 
 /// A handle on a shared expression node: cheap to copy, compared with isEquivalent.
@@ -36,6 +43,16 @@ public:
     Expression(Context const& context, double const& value);
     /// The int32 constant of the low 32 bits of `value`.
     Expression(Context const& context, unsigned long const& value);
+    /// A boolean constant.
+    Expression(Context const& context, bool const& value);
+    /// An int32 constant. A value outside int32 is reported as
+    /// "sxir:expression:ConstantOutOfRange"; if the report returns, its low 32 bits are kept.
+    Expression(Context const& context, long const& value);
+    Expression(Context const& context, long long const& value);
+    /// A uint32 constant, with the same range check.
+    Expression(Context const& context, unsigned long long const& value);
+    /// A real constant.
+    Expression(Context const& context, float const& value);
 
     // The same in the context of the IR object built last on this thread.
     Expression(char const& value);
@@ -44,6 +61,16 @@ public:
     Expression(unsigned int const& value);
     Expression(double const& value);
     Expression(unsigned long const& value);
+    Expression(bool const& value);
+    Expression(long const& value);
+    Expression(long long const& value);
+    Expression(unsigned long long const& value);
+    Expression(float const& value);
+    // A pointer would otherwise become a boolean constant: `Expression(f("x"))` for `Expression(*f("x"))`.
+    template <class T>
+    Expression(T const* pointer) = delete;
+    template <class T>
+    Expression(Context const& context, T const* pointer) = delete;
     /// A constant of data type `id` read from `value`, in the last context.
     Expression(sxu::DataTypeId::Type id, void const* value);
 
@@ -60,6 +87,12 @@ public:
 
     /// Rebinds the handle to `other`'s node; never writes an assignment.
     Expression& operator=(Expression const& other) noexcept;
+    /// Rebinds the handle to a new constant of `value` in this handle's context.
+    template <class T, detail::IfNumber<T> = 0>
+    Expression& operator=(T value)
+    {
+        return *this = Expression(getContext(), value);
+    }
 
     ExpressionData const* getData() const { return mData; }
     sxu::string asString() const;
@@ -76,6 +109,17 @@ public:
     Expression operator()(Expression const& i, Expression const& j) const;
     /// The sub-range first:last of this matrix expression.
     Expression operator()(Colon const& range) const;
+    // Plain-number indices become constants in this expression's context.
+    template <class I, detail::IfNumber<I> = 0>
+    Expression operator()(I i) const
+    {
+        return (*this)(inContext(i));
+    }
+    template <class I, class J, detail::IfNumber<I, J> = 0>
+    Expression operator()(I const& i, J const& j) const
+    {
+        return (*this)(inContext(i), inContext(j));
+    }
 
     /// Appends the assignment "this = rhs" to the function of this expression, or
     /// else of `rhs`; reports "sxir:expression:CannotResolveFunction" when neither has one.
@@ -86,6 +130,13 @@ private:
     friend struct detail::NodeAccess;
     struct Adopt {};
     struct View {};
+
+    template <class T, detail::IfNumber<T> = 0>
+    Expression inContext(T value) const
+    {
+        return Expression(getContext(), value);
+    }
+    static Expression inContext(Expression const& other) { return other; }
 
     /// Takes over the creator's reference of `node`, which may be null.
     Expression(Context const& context, ExpressionData* node, Adopt);
@@ -110,6 +161,12 @@ public:
     void operator=(Expression const& rhs);
     /// `*x = *y` appends x=y.
     void operator=(ExpressionLValue const& rhs);
+    /// `*x = 2.0` appends x=2, the constant made in x's context.
+    template <class T, detail::IfNumber<T> = 0>
+    void operator=(T rhs)
+    {
+        *this = Expression(getContext(), rhs);
+    }
 
 private:
     Expression mExpression;
@@ -117,15 +174,30 @@ private:
 
 SXIR_API ExpressionLValue operator*(Expression const& expression);
 /// A call builder on `function` with `argument` as its first operand; chain more with <<.
+/// (ir/FunctionCall.hpp adds the form with a plain number.)
 SXIR_API FunctionCallBuilder operator<<(Expression const& function, Expression const& argument);
 /// A call of `function` with no operands set.
 SXIR_API Expression call(Expression const& function);
 
+// Each binary operation also takes a plain number on either side, made a constant in the
+// context of the handle on the other side.
+#define SXIR_BINARY(id, name)                                                                                          \
+    SXIR_API Expression name(Expression const& left, Expression const& right);                                        \
+    template <class T, detail::IfNumber<T> = 0>                                                                        \
+    Expression name(Expression const& left, T right)                                                                   \
+    {                                                                                                                  \
+        return Expression(OpId::id, left, Expression(left.getContext(), right));                                      \
+    }                                                                                                                  \
+    template <class T, detail::IfNumber<T> = 0>                                                                        \
+    Expression name(T left, Expression const& right)                                                                   \
+    {                                                                                                                  \
+        return Expression(OpId::id, Expression(right.getContext(), left), right);                                     \
+    }
 #define SXIR_NATIVE_UNARY(id, symbol, op) SXIR_API Expression operator op(Expression const& operand);
-#define SXIR_NATIVE_BINARY(id, symbol, op)                                                                             \
-    SXIR_API Expression operator op(Expression const& left, Expression const& right);
+#define SXIR_NATIVE_BINARY(id, symbol, op) SXIR_BINARY(id, operator op)
 #define SXIR_FUNCTION_UNARY(id, name) SXIR_API Expression name(Expression const& operand);
-#define SXIR_FUNCTION_BINARY(id, name) SXIR_API Expression name(Expression const& left, Expression const& right);
+#define SXIR_FUNCTION_BINARY(id, name) SXIR_BINARY(id, name)
 #include "ir/Operations.def"
+#undef SXIR_BINARY
 
 } // namespace sxir

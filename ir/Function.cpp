@@ -1,6 +1,8 @@
 #include "ir/Function.hpp"
 
 #include "ir/CompoundStatement.hpp"
+#include "ir/Context.hpp"
+#include "ir/ErrorId.hpp"
 #include "ir/Expression.hpp"
 #include "ir/FunctionRef.hpp"
 #include "ir/FunctionSignature.hpp"
@@ -171,6 +173,16 @@ ScopeItem const* Function::operator()(sxu::string const& name) const
 {
     Scope const* locals = mScopes[FunctionScopeType::Local].get();
     return (locals != nullptr ? *locals : getParentScope()).resolveGenericScopeItem(name);
+}
+
+Expression Function::expression(sxu::string const& name) const
+{
+    if (ScopeItem const* item = (*this)(name)) {
+        return Expression(*item);
+    }
+    sxu::string const none;
+    getContext().reportError(ErrorId::UnknownName, name, none, none, none);
+    return Expression(getContext());
 }
 
 ExpressionData* Function::createExpressionData() const

@@ -55,6 +55,9 @@ public:
 
     /// The declaration `name` as seen from the body (locals, outputs, inputs, then outward), or null.
     ScopeItem const* operator()(sxu::string const& name) const;
+    /// A use of the declaration `name` as operator() finds it. When there is none it reports
+    /// "sxir:scope:UnknownName"; if the report returns, the int32 constant 0 stands in.
+    Expression expression(sxu::string const& name) const;
 
     /// A new reference to this function.
     ExpressionData* createExpressionData() const override;

@@ -75,6 +75,12 @@ public:
 
     /// Appends `operand`; returns the builder, so calls chain.
     FunctionCallBuilder& operator<<(Expression const& operand);
+    /// Appends a plain number, made a constant in the builder's context.
+    template <class T, detail::IfNumber<T> = 0>
+    FunctionCallBuilder& operator<<(T operand)
+    {
+        return *this << Expression(getContext(), operand);
+    }
     /// A new call whose first operands are the collected ones; count 1, owned by the caller.
     FunctionCall* createFunctionCall() const;
 
@@ -82,5 +88,12 @@ private:
     Expression mFunction;
     sxu::vector<Expression> mOperands;
 };
+
+/// A call builder on `function` with a plain number as its first operand, made a constant in `function`'s context.
+template <class T, detail::IfNumber<T> = 0>
+FunctionCallBuilder operator<<(Expression const& function, T argument)
+{
+    return function << Expression(function.getContext(), argument);
+}
 
 } // namespace sxir

@@ -1,6 +1,7 @@
 // sxir::ScopeItem and sxir::ScopeItemShim<T>: named declarations (modules, variables, functions) held by scopes.
 #pragma once
 
+#include "ir/Expression.hpp"
 #include "ir/IrObject.hpp"
 #include "util/String.hpp"
 
@@ -11,7 +12,6 @@
 namespace sxir {
 
 class Colon;
-class Expression;
 class ExpressionData;
 class Scope;
 
@@ -53,6 +53,17 @@ public:
     Expression operator()(Colon const& range) const;
     Expression operator()(Expression const& i) const;
     Expression operator()(Expression const& i, Expression const& j) const;
+    // Plain-number indices become constants in this item's context, as Expression's do.
+    template <class I, detail::IfNumber<I> = 0>
+    Expression operator()(I i) const
+    {
+        return Expression(*this)(i);
+    }
+    template <class I, class J, detail::IfNumber<I, J> = 0>
+    Expression operator()(I const& i, J const& j) const
+    {
+        return Expression(*this)(i, j);
+    }
 
 private:
     Scope const* mParentScope;

@@ -73,7 +73,7 @@ void addLocal(Function& function, char const* name, Type const& type)
 
 Expression use(Function const& function, char const* name)
 {
-    return Expression(*function(name));
+    return function.expression(name);
 }
 
 Function& addTimesTwo(Module& module, Context const& context, bool exported)

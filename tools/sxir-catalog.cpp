@@ -7,6 +7,8 @@
 #include "ir/ThrowingRuntimeEnvironment.hpp"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -24,7 +26,9 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
                            "  --hoist    run the code-hoisting pass on each module before printing it\n"
                            "  --clone    print a clone of each module made in a second context\n"
                            "  --help     print this help\n"
-                           "  --version  print the version\n";
+                           "  --version  print the version\n"
+                           "\n"
+                           "--list, --help and --version each stand alone.\n";
 
 struct CommandLine {
     bool list = false;
@@ -40,14 +44,22 @@ enum ExitStatus { Success = 0, Failure = 1, BadCommandLine = 2 };
 /// Parses and checks the whole command line before anything is printed.
 bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, CommandLine& command)
 {
+    // The options that do something else than print samples, and what each sets.
+    std::pair<char const*, bool CommandLine::*> const standalone[] = {
+        {"--list", &CommandLine::list}, {"--help", &CommandLine::help},
+        {"-h", &CommandLine::help},     {"--version", &CommandLine::version},
+    };
     for (int i = 1; i < argc; ++i) {
         std::string const argument = argv[i];
-        if (argument == "--list") {
-            command.list = true;
-        } else if (argument == "--help" || argument == "-h") {
-            command.help = true;
-        } else if (argument == "--version") {
-            command.version = true;
+        auto const alone = std::find_if(std::begin(standalone), std::end(standalone),
+                                        [&argument](auto const& option) { return argument == option.first; });
+        if (alone != std::end(standalone)) {
+            if (argc > 2) {
+                std::cerr << "sxir-catalog: '" << argument << "' cannot be combined with other arguments\n"
+                          << "Try 'sxir-catalog --help'.\n";
+                return false;
+            }
+            command.*(alone->second) = true;
         } else if (argument == "--hoist") {
             command.hoist = true;
         } else if (argument == "--clone") {
@@ -93,15 +105,9 @@ bool renderSample(std::string const& name, CommandLine const& command, std::stri
     return true;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/// Prints what the command line asks for.
+ExitStatus run(CommandLine const& command, std::vector<sxu::string> const& valid)
 {
-    std::vector<sxu::string> const valid = sxir::TestCatalog::get()->getEntryNames();
-    CommandLine command;
-    if (!parse(argc, argv, valid, command)) {
-        return BadCommandLine;
-    }
     if (command.help) {
         std::cout << sUsage;
         return Success;
@@ -131,4 +137,24 @@ int main(int argc, char** argv)
         return Failure;
     }
     return Success;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<sxu::string> const valid = sxir::TestCatalog::get()->getEntryNames();
+    CommandLine command;
+    if (!parse(argc, argv, valid, command)) {
+        return BadCommandLine;
+    }
+    ExitStatus const status = run(command, valid);
+    // Output that never arrived (a full disk, a closed pipe) is a failure, whatever was printed.
+    errno = 0;
+    if (!std::cout.flush()) {
+        std::cerr << "sxir-catalog: cannot write the output"
+                  << (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()) << '\n';
+        return Failure;
+    }
+    return status;
 }

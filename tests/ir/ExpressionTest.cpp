@@ -7,8 +7,10 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <set>
 #include <sstream>
 #include <tuple>
+#include <type_traits>
 
 namespace {
 
@@ -48,6 +50,34 @@ private:
 Expression mean(Expression const& x, Expression const& y)
 {
     return adopt(new Mean(x, y));
+}
+
+/// The context of every node of `e`, reached through each kind's public accessors.
+std::set<sxir::Context const*> contextsOf(Expression const& e)
+{
+    std::set<sxir::Context const*> contexts;
+    std::vector<Expression> work = {e};
+    while (!work.empty()) {
+        Expression const next = work.back();
+        work.pop_back();
+        sxir::ExpressionData const* node = next.getData();
+        contexts.insert(&node->getContext());
+        if (auto const* op = dynamic_cast<sxir::Operator const*>(node)) {
+            for (unsigned long i = 0; i < op->getNumOperands(); ++i) {
+                work.push_back(op->getOperand(i));
+            }
+        } else if (auto const* element = dynamic_cast<sxir::MatrixRef const*>(node)) {
+            work.insert(work.end(), {element->getExpression(), element->getIndex(0), element->getIndex(1)});
+        } else if (auto const* call = dynamic_cast<sxir::FunctionCall const*>(node)) {
+            work.push_back(call->getExpression());
+            for (unsigned long i = 0; i < call->getNumOperands(); ++i) {
+                if (call->getOperand(i) != nullptr) {
+                    work.push_back(*call->getOperand(i));
+                }
+            }
+        }
+    }
+    return contexts;
 }
 
 class ExpressionTest : public sxir_test::IrTest {
@@ -146,6 +176,85 @@ TEST_F(ExpressionTest, ConstantsHaveTheSharedBuiltinTypeAndBareValuesTheLastCont
                                 Expression(3.5), Expression(6ul), Expression(DataTypeId::Real, addresses[1])}) {
         EXPECT_EQ(&e.getData()->getContext(), other.get()) << e.asString();
     }
+}
+
+TEST_F(ExpressionTest, ConstantsOfEveryOtherPlainTypeConvertWithoutAmbiguity)
+{
+    // A pointer does not become a boolean: Expression(f("a")) for Expression(*f("a")) does not compile.
+    static_assert(!std::is_convertible<sxir::ScopeItem const*, Expression>::value, "pointer to a declaration");
+    static_assert(!std::is_convertible<sxir::Variable*, Expression>::value, "pointer to a variable");
+    static_assert(!std::is_constructible<Expression, sxir::Context const&, char const*>::value, "text");
+    Expression const A = addMatrix("A", DataTypeId::Real, Dimension(3, 4));
+    struct Case {
+        Expression built, same;
+    };
+    // clang-format off
+    Case const cases[] = {
+        {Expression(*context, true), Expression(*context, static_cast<unsigned char>(1))},
+        {Expression(*context, -7L), Expression(*context, -7)},
+        {Expression(*context, INT_MIN + 0LL), Expression(*context, INT_MIN)},
+        {Expression(*context, UINT_MAX + 0ULL), Expression(*context, UINT_MAX)},
+        {Expression(*context, 2.5f), Expression(*context, 2.5)},
+        {Expression(false), Expression(*context, static_cast<unsigned char>(0))},
+        {Expression(INT_MAX + 0L), Expression(*context, INT_MAX)},
+        {Expression(3LL), Expression(*context, 3)},
+        {Expression(4ULL), Expression(*context, 4u)},
+        {Expression(0.25f), Expression(*context, 0.25)},
+        // Indices of any integer type, in either position.
+        {A(a, 0L), A(a, 0)},    {A(1LL, a), A(1, a)},   {A(2ULL), A(2u)},   {A(1L, 2LL), A(1, 2)},
+        {f("A")->operator()(a, 0LL), A(a, 0)},
+    };
+    // clang-format on
+    for (Case const& cs : cases) {
+        EXPECT_TRUE(cs.built.isEquivalent(cs.same)) << cs.built.asString() << " vs " << cs.same.asString();
+        EXPECT_EQ(cs.built.getGenericType(), cs.same.getGenericType()) << cs.built.asString();
+    }
+    EXPECT_TRUE(env.reports().empty());
+}
+
+TEST_F(ExpressionTest, PlainNumbersBesideAHandleBecomeConstantsInTheHandlesContext)
+{
+    Expression const A = addMatrix("A", DataTypeId::Real, Dimension(3, 4));
+    sxir::ScopeItem const& item = *f("A");
+    std::vector<Expression> built;
+    auto other = sxir_test::makeContext(env);
+    {
+        // From here on the last IR object built belongs to the other context, which a bare
+        // number with no handle beside it still takes.
+        Expression const elsewhere(*other);
+        EXPECT_EQ(&Expression(1.5).getData()->getContext(), other.get());
+        built = {a * 2.0,       2.0 * a,          a - 1,         1u - a,           a / 'c',
+                 a + 1L,        2LL + a,          a == 0,        0.5f < a,         a >= true,
+                 a && true,     false || a,       a != 3ULL,     sxir::pow(a, 2),  sxir::atan2(2.0, a),
+                 A(0),          A(a, 0),          A(1, a),       A(0L, 1LL),       item(1),
+                 item(a, 2u),   item(0, 1),       gRef << 10.0,  gRef << a << 2,   sxir::call(gRef) + 1};
+        f.If(a > 0.0);
+        *y = 2.0;
+        f.Else();
+        Expression rebound = a;
+        rebound = 3.0;
+        *y = rebound;
+        f.End();
+    }
+    auto const& body = f.getStatements().getStatementList();
+    auto const& branches = static_cast<sxir::IfStatement const&>(*body.back());
+    built.push_back(branches.getExpression());
+    for (bool branch : {true, false}) {
+        auto const& assignment =
+            static_cast<sxir::AssignmentStatement const&>(*branches.getStatements(branch).getStatementList().front());
+        built.push_back(assignment.getExpression(sxir::AssignmentStatement::RHS));
+    }
+    for (Expression const& e : built) {
+        EXPECT_EQ(contextsOf(e), std::set<sxir::Context const*>{context.get()}) << e.asString();
+    }
+    // Nothing built here reads the other context once it is gone.
+    other.reset();
+    for (Expression const& e : built) {
+        e.getGenericType();
+        e.asString();
+    }
+    EXPECT_EQ(std::string(f.asString()), "function [real_T y] = f(real_T a, real_T b, real_T c)\n"
+                                         "    real_T A[3x4]\n    if (a>0)\n    y=2\nelse\n    y=3\nend\n\nend");
 }
 
 TEST_F(ExpressionTest, HandlesShareOneCountedNodeAndAssignmentRebinds)

@@ -160,6 +160,26 @@ TEST_F(StatementTest, IfElseEndMoveTheCurrentListAndAnIfPrintsElseOnlyWhenItsFal
                                             "    y=a\n");
 }
 
+TEST_F(StatementTest, IfsLeftOpenPrintAsWrittenSoFarAndEndClosesThemInnermostFirst)
+{
+    f.If(a > b);
+    *y = a;
+    f.If(b > a);
+    f.Else();
+    *y = b;
+    std::string const open = "function [real_T y] = f(real_T a, real_T b)\n"
+                             "    if (a>b)\n    y=a\n    if (b>a)\nelse\n    y=b\nend\n\nend\n\nend";
+    EXPECT_EQ(std::string(f.asString()), open);
+    f.End();
+    *y = 1.0;
+    EXPECT_EQ(f.getStatements().getStatementList().size(), 1u);
+    f.End();
+    *y = 2.0;
+    EXPECT_EQ(&f.getCurrentStatements(), &f.getStatements());
+    EXPECT_EQ(f.getStatements().asString(), "    if (a>b)\n    y=a\n    if (b>a)\nelse\n    y=b\nend\n\n    y=1\nend\n\n"
+                                            "    y=2\n");
+}
+
 TEST_F(IrTest, FunctionCopiedIntoAnotherContextKeepsTheTextAndBindsToItsOwnDeclarations)
 {
     sxir_test::ContextPtr otherContext = sxir_test::makeContext(env);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -132,41 +133,100 @@ Site const sites[] = {
 };
 // clang-format on
 
+/// Runs `site` on a fresh World with a throwing and then a returning reporter: checks that it reports
+/// `id` with `argument`, that nothing leaks, and that the World is as it was and usable after a throw,
+/// or after a returning report when `site` says that it added nothing.
+void withEachReporter(char const* name, char const* id, char const* argument,
+                      std::function<bool(World&, bool throwing)> const& site)
+{
+    for (bool throwing : {true, false}) {
+        SCOPED_TRACE(std::string(name) + (throwing ? ", throwing reporter" : ", returning reporter"));
+        long const before = sxu::Allocate::getStatistics().bytesInUse;
+        auto w = std::make_unique<World>(throwing);
+        std::string const snapshot = w->snapshot();
+        bool threw = false, unchanged = true;
+        try {
+            unchanged = site(*w, throwing);
+        } catch (ReportedError const&) {
+            threw = true;
+        }
+        EXPECT_EQ(threw, throwing);
+        // A copied parameter is checked in each scope it passes through, so may be reported more than once.
+        auto const& reports = w->env->reports();
+        EXPECT_TRUE(throwing ? reports.size() == 1 : !reports.empty()) << reports.size() << " reports";
+        for (sxir_test::Report const& r : reports) {
+            EXPECT_EQ(r.id, id);
+            EXPECT_EQ(r.arguments, (std::array<std::string, 4>{argument, "", "", ""}));
+        }
+        if (threw || unchanged) {
+            EXPECT_EQ(w->snapshot(), snapshot);
+            w->checkUsable();
+        }
+        w.reset();
+        EXPECT_EQ(sxu::Allocate::getStatistics().bytesInUse, before) << "memory leaked";
+    }
+}
+
 TEST(ErrorSites, EachReportedToAThrowingAndToAReturningReporter)
 {
     for (Site const& site : sites) {
-        for (bool throwing : {true, false}) {
-            SCOPED_TRACE(std::string(site.name) + (throwing ? ", throwing reporter" : ", returning reporter"));
-            long const before = sxu::Allocate::getStatistics().bytesInUse;
-            auto w = std::make_unique<World>(throwing);
-            std::string const snapshot = w->snapshot();
-            ScopeItem const* item = nullptr;
-            try {
-                item = site.run(*w);
-                EXPECT_FALSE(throwing) << "nothing thrown";
-            } catch (ReportedError const&) {
-            }
-            // A copied parameter is checked in each scope it passes through, so may be reported more than once.
-            auto const& reports = w->env->reports();
-            EXPECT_TRUE(throwing ? reports.size() == 1 : !reports.empty()) << reports.size() << " reports";
-            for (sxir_test::Report const& r : reports) {
-                EXPECT_EQ(r.id, site.id);
-                EXPECT_EQ(r.arguments, (std::array<std::string, 4>{site.argument, "", "", ""}));
-            }
+        withEachReporter(site.name, site.id, site.argument, [&site](World& w, bool throwing) {
+            ScopeItem const* const item = site.run(w);
             // A returning reporter lets every item in regardless, and no assignment without a function.
-            EXPECT_EQ(item == nullptr, throwing || site.id == ErrorId::CannotResolveFunction);
-            if (item == nullptr) {
-                EXPECT_EQ(w->snapshot(), snapshot);
-                w->checkUsable();
-            } else {
+            EXPECT_FALSE(throwing);
+            EXPECT_EQ(item == nullptr, site.id == ErrorId::CannotResolveFunction);
+            if (item != nullptr) {
                 EXPECT_EQ(item->getParentScope().getGenericScopeItem(item->getId()), item);
                 EXPECT_EQ(site.id == ErrorId::InvalidScopeItemType ? ScopeItem::typeToString(item->getScopeItemType())
                                                                    : item->getName(),
                           site.argument);
             }
-            w.reset();
-            EXPECT_EQ(sxu::Allocate::getStatistics().bytesInUse, before) << "memory leaked";
-        }
+            return item == nullptr;
+        });
+    }
+}
+
+/// An expression that reports, and what it prints once a returning reporter has let it be built.
+struct ExpressionSite {
+    char const* name;
+    char const* id;
+    char const* argument;
+    char const* text;
+    std::function<Expression(World&)> run;
+};
+
+// clang-format off
+#define EXPRESSION_SITE(name, id, argument, text, ...) \
+    ExpressionSite{#name, ErrorId::id, argument, text, [](World& w) -> Expression { return (__VA_ARGS__); }}
+ExpressionSite const expressionSites[] = {
+    // A name no scope on the way declares stands for the int32 constant 0.
+    EXPRESSION_SITE(UnknownName, UnknownName, "nosuch", "0", w.f->expression("nosuch")),
+    EXPRESSION_SITE(UnknownNameInAnExpression, UnknownName, "T", "(t+0)", w.f->expression("t") + w.f->expression("T")),
+    EXPRESSION_SITE(UnknownNameBeforeSetSignature, UnknownName, "a", "0", w.s->expression("a")),
+    // An integer that its data type cannot hold keeps its low 32 bits.
+    EXPRESSION_SITE(LongAboveInt32, ConstantOutOfRange, "2147483648", "-2147483648", Expression(*w.context, 2147483648L)),
+    EXPRESSION_SITE(LongLongBelowInt32, ConstantOutOfRange, "-2147483649", "2147483647",
+                    Expression(*w.context, -2147483649LL)),
+    EXPRESSION_SITE(UnsignedLongLongAboveUInt32, ConstantOutOfRange, "18446744073709551615", "4294967295",
+                    Expression(*w.context, ~0ULL)),
+    EXPRESSION_SITE(LongIndex, ConstantOutOfRange, "-9223372036854775808", "t(0,0)",
+                    w.f->expression("t")(0, std::numeric_limits<long>::min())),
+    EXPRESSION_SITE(LongLongOperand, ConstantOutOfRange, "5000000000", "(t*705032704)", w.f->expression("t") * 5000000000LL),
+    EXPRESSION_SITE(UnsignedLongLongCallOperand, ConstantOutOfRange, "4294967296", "f(0)",
+                    Expression(*w.f) << 4294967296ULL),
+    // A bare value reports through the context of the last IR object built.
+    EXPRESSION_SITE(BareLong, ConstantOutOfRange, "4294967301", "5",
+                    (static_cast<void>(Expression(*w.context)), Expression(4294967301L))),
+};
+// clang-format on
+
+TEST(ErrorSites, ExpressionsReportedToAThrowingAndToAReturningReporter)
+{
+    for (ExpressionSite const& site : expressionSites) {
+        withEachReporter(site.name, site.id, site.argument, [&site](World& w, bool) {
+            EXPECT_EQ(site.run(w).asString(), site.text);
+            return true;
+        });
     }
 }
 

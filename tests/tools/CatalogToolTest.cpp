@@ -26,13 +26,15 @@ std::string slurp(std::string const& path)
     return text.str();
 }
 
-/// Runs the tool with `arguments` (already shell-quoted where needed).
-ToolRun runTool(std::string const& arguments)
+/// Runs the tool with `arguments` (already shell-quoted where needed), its output going to
+/// `output` when one is given.
+ToolRun runTool(std::string const& arguments, std::string const& output = "")
 {
     // CTest may run several of these programs at once: each gets files of its own.
     std::string const stem = ::testing::TempDir() + "catalog_tool_" + std::to_string(::getpid());
+    std::string const out = output.empty() ? stem + ".out" : output;
     int const status =
-        std::system(("'" SXIR_CATALOG_TOOL "' " + arguments + " >'" + stem + ".out' 2>'" + stem + ".err'").c_str());
+        std::system(("'" SXIR_CATALOG_TOOL "' " + arguments + " >'" + out + "' 2>'" + stem + ".err'").c_str());
     ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(stem + ".out"), slurp(stem + ".err")};
     std::remove((stem + ".out").c_str());
     std::remove((stem + ".err").c_str());
@@ -74,6 +76,13 @@ TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
     std::pair<char const*, char const*> const refusals[] = {
         {"times_two no_such_sample", "unknown sample 'no_such_sample'"},
         {"times_two --frobnicate", "unknown option '--frobnicate'"},
+        // What does something else than print samples stands alone.
+        {"--list times_two", "'--list' cannot be combined with other arguments"},
+        {"times_two --list", "'--list' cannot be combined with other arguments"},
+        {"--hoist --list", "'--list' cannot be combined with other arguments"},
+        {"--version --help", "'--version' cannot be combined with other arguments"},
+        {"-h --clone", "'-h' cannot be combined with other arguments"},
+        {"--list --list", "'--list' cannot be combined with other arguments"},
     };
     for (auto const& [arguments, message] : refusals) {
         ToolRun const run = runTool(arguments);
@@ -81,6 +90,26 @@ TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
         EXPECT_EQ(run.out, "") << arguments;
         EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
     }
+}
+
+TEST(CatalogTool, FailsWithAMessageWhenItsOutputCannotBeWritten)
+{
+    for (char const* arguments : {"", "--list", "--version", "--help"}) {
+        ToolRun const run = runTool(arguments, "/dev/full");
+        EXPECT_EQ(run.status, 1) << arguments;
+        EXPECT_NE(run.err.find("sxir-catalog: cannot write the output"), std::string::npos) << run.err;
+    }
+}
+
+TEST(CatalogTool, ItsVersionIsThePackagesVersion)
+{
+    std::string const version = runTool("--version").out;
+    std::string const pc = slurp(SXIR_PC_FILE), config = slurp(SXIR_CONFIG_VERSION_FILE);
+    ASSERT_EQ(version.rfind("sxir-catalog ", 0), 0u) << version;
+    std::string const number = version.substr(13, version.size() - 14);
+    EXPECT_EQ(number, SXIR_VERSION);
+    EXPECT_NE(pc.find("\nVersion: " + number + "\n"), std::string::npos) << pc;
+    EXPECT_NE(config.find("set(PACKAGE_VERSION \"" + number + "\")"), std::string::npos) << config;
 }
 
 } // namespace
