@@ -46,5 +46,6 @@
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
 #include "ir/Type.hpp"
+#include "ir/Value.hpp"
 #include "ir/Variable.hpp"
 #include "ir/VariableRef.hpp"
