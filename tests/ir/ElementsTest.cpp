@@ -1,13 +1,22 @@
-// Element semantics: conversions and operations on their corner cases.
+// Element semantics: conversions and operations on their corner cases, the C text of each,
+// and a compiled C program that must compute, bit for bit, what the C++ functions compute.
 #include "ir/detail/Elements.hpp"
 #include "ir/Operator.hpp"
+#include "ir/detail/CElements.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <limits>
+#include <sstream>
 #include <string>
+#include <vector>
+
+#include <sys/wait.h>
 
 namespace {
 
@@ -26,6 +35,13 @@ std::uint64_t bitsOf(double value)
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     return bits;
+}
+
+double fromBits(std::uint64_t bits)
+{
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
 }
 
 // The same bits, where every NaN matches every NaN (as values compare).
@@ -224,6 +240,342 @@ TEST(ElementArithmetic, FunctionsTakeRealOperandsInOrderAndSignKeepsZerosAndNaN)
     EXPECT_VALUE(evaluate(OpId::SIGN, T::Real, -1e-310), -1.0);
     EXPECT_VALUE(evaluate(OpId::SIGN, T::Real, inf), 1.0);
     EXPECT_VALUE(evaluate(OpId::SIGN, T::UInt32, uint32Max), 1.0);
+}
+
+TEST(CElementText, ConstantsAreExactAndNeverOverflow)
+{
+    EXPECT_EQ(cConstant(T::Int32, int32Min).text, "(-2147483647 - 1)");
+    EXPECT_EQ(cConstant(T::Int32, -7).text, "(-7)");
+    EXPECT_EQ(cConstant(T::Int32, int32Max).text, "2147483647");
+    EXPECT_EQ(cConstant(T::UInt32, uint32Max).text, "4294967295u");
+    EXPECT_EQ(cConstant(T::Char, -128).text, "((char_T)-128)");
+    EXPECT_EQ(cConstant(T::Boolean, 1).text, "((boolean_T)1)");
+    EXPECT_EQ(cConstant(T::Real, 1.0).text, "1.0");
+    EXPECT_EQ(cConstant(T::Real, 0.1).text, "0.1");
+    EXPECT_EQ(cConstant(T::Real, -2.5e-300).text, "(-2.5e-300)");
+    EXPECT_EQ(cConstant(T::Real, -0.0).text, "(-0.0)");
+    EXPECT_EQ(cConstant(T::Real, -inf).text, "(-HUGE_VAL)");
+    EXPECT_EQ(cConstant(T::Real, 1e300).helpers, 0u);
+    CFragment const nanConstant = cConstant(T::Real, fromBits(0xfff8000000000abcu));
+    EXPECT_EQ(nanConstant.text, "sxir_real_from_bits(UINT64_C(0xfff8000000000abc))");
+    EXPECT_NE(cHelperDefinitions(nanConstant.helpers).find("sxir_real_from_bits(uint64_t"), std::string::npos);
+}
+
+TEST(CElementText, OperandsFillThePlaceholdersAndHelpersComeWithWhatTheyCall)
+{
+    std::string text = "y = ";
+    cExpand(text, cOperation(OpId::DIVISION, T::Int32).text, "a", "(-2147483647 - 1)");
+    EXPECT_EQ(text, "y = sxir_div_i32(a, (-2147483647 - 1))");
+    std::string converted;
+    cExpand(converted, cConversion(T::Int32, T::Char).text, "x");
+    EXPECT_EQ(converted, "sxir_u32_to_char((uint32_T)x)");
+    EXPECT_EQ(cConversion(T::Real, T::Real).text, "$0");
+    EXPECT_EQ(cConversion(T::Real, T::Real).helpers, 0u);
+    EXPECT_EQ(cOperation(OpId::SIN, T::Int32).text, "");
+    EXPECT_STREQ(cTypeName(T::Char), "char_T");
+
+    EXPECT_EQ(cHelperDefinitions(0), "");
+    EXPECT_EQ(cHelperDefinitions(cOperation(OpId::ADD, T::Real).helpers), "");
+    std::string const division = cHelperDefinitions(cOperation(OpId::DIVISION, T::Int32).helpers);
+    std::size_t const wrap = division.find("int32_T sxir_u32_to_i32(");
+    std::size_t const negate = division.find("int32_T sxir_neg_i32(");
+    std::size_t const divide = division.find("int32_T sxir_div_i32(");
+    EXPECT_TRUE(wrap < negate && negate < divide) << division;
+    EXPECT_EQ(division.find("sxir_add_i32"), std::string::npos);
+    EXPECT_EQ(division.find("sxir_div_u32"), std::string::npos);
+    // One definition per helper however many fragments ask for it.
+    CHelperSet const both =
+        cOperation(OpId::DIVISION, T::Int32).helpers | cOperation(OpId::UNARY_MINUS, T::Int32).helpers;
+    EXPECT_EQ(cHelperDefinitions(both), division);
+}
+
+// ---- The compiled C against the C++ functions ----
+
+// Boundary values of each type, in DataTypeId order.
+// clang-format off
+std::vector<double> const sGrid[T::Count] = {
+    {0, 1},
+    {0.0, -0.0, nan, fromBits(0xfff8000000000abcu), inf, -inf, 0.5, -0.5, 1.5, -2.5, 1, -1, 2, 3, -7, 0.1, 4,
+     3.141592653589793, 127, 128, -128, -129, 255, 256, int32Max, 2147483648.0, int32Min, -2147483649.0, uint32Max,
+     4294967296.0, 1e300, -1e300, 5e-324, 1e-310},
+    {0, 1, -1, 2, -2, 3, -7, 127, 128, -128, -129, 255, 256, 46341, 65536, int32Max, int32Min, int32Min + 1},
+    {0, 1, 2, 3, 7, 127, 128, 255, 256, 65536, int32Max, 2147483648.0, 4294967294.0, uint32Max},
+    {0, 1, -1, 2, -7, 127, -128},
+};
+// clang-format on
+char const* const sArrays[T::Count] = {"vb", "vr", "vi", "vu", "vc"};
+
+T::Type typeOf(unsigned long id)
+{
+    return static_cast<T::Type>(id);
+}
+
+// One C program that prints, one line each, the 64-bit pattern of every result as a
+// real: the constants, every conversion and every operation on every pair of operand
+// types, over the boundary values; and what the C++ functions say each line must be.
+class CProgram {
+public:
+    CProgram()
+    {
+        std::string body;
+        for (unsigned long t = 0; t < T::Count; ++t) {
+            for (std::size_t i = 0; i < sGrid[t].size(); ++i) {
+                CFragment const constant = use(cConstant(typeOf(t), sGrid[t][i]));
+                body += "    " + element(t, std::to_string(i)) + " = " + constant.text + ";\n";
+                body += "    put(" + toReal(t, constant.text) + ");\n";
+                expect("constant " + describe(t, sGrid[t][i]), sGrid[t][i], true);
+            }
+        }
+        for (unsigned long from = 0; from < T::Count; ++from) {
+            for (unsigned long to = 0; to < T::Count; ++to) {
+                body += loop(from, "i") + "put(" +
+                        toReal(to, apply(cConversion(typeOf(from), typeOf(to)), element(from, "i"))) + ");\n";
+                for (double value : sGrid[from]) {
+                    expect("to " + std::string(cTypeName(typeOf(to))) + " " + describe(from, value),
+                           convertElement(value, typeOf(from), typeOf(to)));
+                }
+            }
+        }
+        for (unsigned op = 0; op < OpId::Count; ++op) {
+            addOperation(static_cast<OpId::Type>(op), body);
+        }
+        mSource = "#include <math.h>\n#include <stdint.h>\n#include <stdio.h>\n#include <string.h>\n\n" + preamble() +
+                  cHelperDefinitions(mHelpers) + "\n";
+        for (unsigned long t = 0; t < T::Count; ++t) {
+            mSource +=
+                std::string(cTypeName(typeOf(t))) + " " + sArrays[t] + "[" + std::to_string(sGrid[t].size()) + "];\n";
+        }
+        mSource += "\nstatic void put(real_T x)\n{\n    uint64_t bits;\n    memcpy(&bits, &x, sizeof bits);\n"
+                   "    printf(\"%016llx\\n\", (unsigned long long)bits);\n}\n\nint main(void)\n{\n    int i, j;\n" +
+                   body + "    return 0;\n}\n";
+    }
+
+    static std::string preamble()
+    {
+        return "typedef unsigned char boolean_T;\ntypedef double real_T;\ntypedef int32_t int32_T;\n"
+               "typedef uint32_t uint32_T;\ntypedef signed char char_T;\n\n";
+    }
+
+    std::string const& source() const { return mSource; }
+
+    /// Compares the program's output with the expectations, line by line.
+    void check(std::string const& output) const
+    {
+        std::istringstream in(output);
+        std::string line;
+        std::size_t count = 0;
+        std::size_t failures = 0;
+        for (; std::getline(in, line) && count < mExpected.size(); ++count) {
+            Expected const& expected = mExpected[count];
+            double const actual = fromBits(std::stoull(line, nullptr, 16));
+            bool const same =
+                expected.exactNaN ? bitsOf(actual) == bitsOf(expected.value) : sameValue(actual, expected.value);
+            if (!same && ++failures <= 20) {
+                ADD_FAILURE() << expected.label << ": C gives " << line << ", C++ " << std::hex
+                              << bitsOf(expected.value);
+            }
+        }
+        EXPECT_EQ(count, mExpected.size()) << "lines of output";
+        EXPECT_EQ(failures, 0u) << "results that differ";
+    }
+
+private:
+    struct Expected {
+        std::string label;
+        double value;
+        bool exactNaN; // constants keep a NaN's bits; operations need not
+    };
+
+    CFragment const& use(CFragment const& fragment)
+    {
+        mHelpers |= fragment.helpers;
+        return fragment;
+    }
+    std::string apply(CFragment const& fragment, std::string const& a, std::string const& b = {})
+    {
+        std::string text;
+        cExpand(text, use(fragment).text, a, b);
+        return text;
+    }
+    std::string toReal(unsigned long type, std::string const& text)
+    {
+        return apply(cConversion(typeOf(type), T::Real), text);
+    }
+    static std::string element(unsigned long type, std::string const& index)
+    {
+        return std::string(sArrays[type]) + "[" + index + "]";
+    }
+    static std::string loop(unsigned long type, char const* index)
+    {
+        return std::string("    for (") + index + " = 0; " + index + " < " + std::to_string(sGrid[type].size()) +
+               "; ++" + index + ") ";
+    }
+    static std::string describe(unsigned long type, double value)
+    {
+        std::ostringstream text;
+        text.precision(17);
+        text << cTypeName(typeOf(type)) << "(" << value << ")";
+        return text.str();
+    }
+    void expect(std::string label, double value, bool exactNaN = false)
+    {
+        mExpected.push_back(Expected{std::move(label), value, exactNaN});
+    }
+
+    // `op` on every value (unary) or pair of values (binary) of every operand type; unary
+    // operations also on constant operands, which the C compiler may evaluate itself.
+    void addOperation(OpId::Type op, std::string& body)
+    {
+        bool const unary = sxir::Operator::getNumOperands(op) == 1;
+        std::string const name = sxir::Operator::getSymbol(op);
+        for (unsigned long a = 0; a < T::Count; ++a) {
+            for (unsigned long b = 0; b < (unary ? 1 : T::Count); ++b) {
+                T::Type const type = operationType(op, typeOf(a), typeOf(b));
+                auto const result = resultType(op, typeOf(a), typeOf(b));
+                CFragment const& operation = cOperation(op, type);
+                std::string const x = apply(cConversion(typeOf(a), type), element(a, "i"));
+                std::string const y = unary ? "" : apply(cConversion(typeOf(b), type), element(b, "j"));
+                body += loop(a, "i") + (unary ? "" : loop(b, "j")) + "put(" + toReal(result, apply(operation, x, y)) +
+                        ");\n";
+                for (double va : sGrid[a]) {
+                    double const ca = convertElement(va, typeOf(a), type);
+                    if (unary) {
+                        expect(name + " " + describe(a, va), unaryFunction(op, type)(ca));
+                        continue;
+                    }
+                    for (double vb : sGrid[b]) {
+                        expect(name + " " + describe(a, va) + " " + describe(b, vb),
+                               binaryFunction(op, type)(ca, convertElement(vb, typeOf(b), type)));
+                    }
+                }
+                if (!unary) {
+                    continue;
+                }
+                for (double va : sGrid[a]) {
+                    std::string const constant = use(cConstant(typeOf(a), va)).text;
+                    body += "    put(" +
+                            toReal(result, apply(operation, apply(cConversion(typeOf(a), type), constant))) + ");\n";
+                    expect(name + " constant " + describe(a, va),
+                           unaryFunction(op, type)(convertElement(va, typeOf(a), type)));
+                }
+            }
+        }
+    }
+
+    std::string mSource;
+    std::vector<Expected> mExpected;
+    CHelperSet mHelpers = 0;
+};
+
+CProgram const& program()
+{
+    static CProgram const instance;
+    return instance;
+}
+
+int shell(std::string const& command)
+{
+    int const status = std::system(command.c_str());
+    return status == -1 || !WIFEXITED(status) ? -1 : WEXITSTATUS(status);
+}
+
+bool onPath(std::string const& program)
+{
+    return shell("command -v '" + program + "' >/dev/null 2>&1") == 0;
+}
+
+std::string readFile(std::filesystem::path const& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+char const* const sStrictC = " -std=c99 -pedantic -Wall -Wextra -Werror";
+
+// A scratch directory, and the system C compiler ($CC, or cc).
+class CompiledElements : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char const* const fromEnvironment = std::getenv("CC");
+        compiler = fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "cc";
+        std::string pattern = (std::filesystem::temp_directory_path() / "sxir_elements_XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        directory = pattern;
+    }
+    void TearDown() override
+    {
+        if (!directory.empty()) {
+            std::filesystem::remove_all(directory);
+        }
+    }
+
+    std::string path(std::string const& name) const { return (directory / name).string(); }
+
+    /// Compiles the program with `compilerCommand` and `flags`, runs it and checks its output.
+    void compileRunAndCheck(std::string const& compilerCommand, std::string const& flags)
+    {
+        std::ofstream(path("elements.c")) << program().source();
+        std::string const command = compilerCommand + sStrictC + " " + flags + " " + path("elements.c") + " -o " +
+                                    path("elements") + " -lm 2>" + path("compile.log");
+        ASSERT_EQ(shell(command), 0) << command << "\n" << readFile(path("compile.log"));
+        ASSERT_EQ(shell(path("elements") + " >" + path("out.txt") + " 2>" + path("run.log")), 0)
+            << readFile(path("run.log"));
+        program().check(readFile(path("out.txt")));
+    }
+
+    std::string compiler;
+    std::filesystem::path directory;
+};
+
+TEST_F(CompiledElements, OptimizedCComputesWhatTheElementFunctionsCompute)
+{
+    if (!onPath(compiler)) {
+        GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
+    }
+    compileRunAndCheck(compiler, "-O2");
+}
+
+TEST_F(CompiledElements, UndefinedBehaviourSanitizerStaysSilent)
+{
+    std::string const flags = "-O1 -fsanitize=undefined,float-cast-overflow -fno-sanitize-recover=all";
+    if (!onPath(compiler)) {
+        GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
+    }
+    std::ofstream(path("probe.c")) << "int main(void) { return 0; }\n";
+    if (shell(compiler + " " + flags + " " + path("probe.c") + " -o " + path("probe") + " 2>/dev/null") != 0) {
+        GTEST_SKIP() << compiler << " does not build with " << flags;
+    }
+    compileRunAndCheck(compiler, flags);
+}
+
+TEST_F(CompiledElements, ClangAcceptsTheTextAndComputesTheSame)
+{
+    if (!onPath("clang")) {
+        GTEST_SKIP() << "clang is not installed";
+    }
+    compileRunAndCheck("clang", "-O2");
+}
+
+TEST_F(CompiledElements, EachHelperCompilesWithOnlyWhatItsSetBrings)
+{
+    if (!onPath(compiler)) {
+        GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
+    }
+    std::string files;
+    for (unsigned bit = 0; bit < 32; ++bit) {
+        std::string const definitions = cHelperDefinitions(CHelperSet(1) << bit);
+        if (!definitions.empty()) {
+            std::string const name = path("helper" + std::to_string(bit) + ".c");
+            std::ofstream(name) << "#include <math.h>\n#include <stdint.h>\n" << CProgram::preamble() << definitions;
+            files += " " + name;
+        }
+    }
+    ASSERT_FALSE(files.empty());
+    std::string const command = compiler + sStrictC + " -fsyntax-only" + files + " 2>" + path("compile.log");
+    EXPECT_EQ(shell(command), 0) << readFile(path("compile.log"));
 }
 
 } // namespace
