@@ -48,5 +48,6 @@
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
 #include "ir/Type.hpp"
+#include "ir/Value.hpp"
 #include "ir/Variable.hpp"
 #include "ir/VariableRef.hpp"

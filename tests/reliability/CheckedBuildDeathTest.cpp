@@ -62,6 +62,12 @@ TEST_F(CheckedBuildDeathTest, EachPreconditionFailsItsAssertion)
     auto& body = f.getStatements().getStatementList();
     EXPECT_CHECK("CodeHoistor", "hoisting out of a statement that is not an if statement",
                  CodeHoistor().hoist(body, body.begin()));
+    EXPECT_CHECK("Value", "element count differs from the dimension's", Value(sxu::DataTypeId::Real, sxu::Dimension(2, 3), {1.0}));
+    EXPECT_CHECK("Value", "element count differs from the dimension's",
+                 Value(sxu::DataTypeId::Int32, sxu::Dimension(2, 3), {1, 2, 3, 4, 5}));
+    EXPECT_CHECK("Value", "data type id out of range", Value(badType, 1.0));
+    EXPECT_CHECK("Value", "element row or column out of range", Value(sxu::DataTypeId::Real, 1.0).getElement(0, 1));
+    EXPECT_CHECK("Value", "element index out of range", Value().getElement(0));
     EXPECT_CHECK("Context", "no context factory registered", Context::registerFactory(nullptr); Context::create(env));
 }
 // clang-format on
