@@ -46,14 +46,7 @@ Statement* AssignmentStatement::clone(Function const& target) const
 
 bool AssignmentStatement::localIsEquivalent(AssignmentStatement const& other) const
 {
-    for (unsigned long side = 0; side < sNumSides; ++side) {
-        ExpressionData const* mine = mSides[side];
-        ExpressionData const* theirs = other.mSides[side];
-        if (mine == nullptr || theirs == nullptr ? mine != theirs : !detail::equivalent(*mine, *theirs)) {
-            return false;
-        }
-    }
-    return true;
+    return detail::equivalentSequences(mSides, other.mSides, sNumSides);
 }
 
 } // namespace sxir

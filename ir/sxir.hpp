@@ -44,6 +44,7 @@
 #include "ir/ScopeItemVisitor.hpp"
 #include "ir/Statement.hpp"
 #include "ir/StatementKindVisitor.hpp"
+#include "ir/StructuralHash.hpp"
 #include "ir/SubMatrix.hpp"
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"

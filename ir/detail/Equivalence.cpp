@@ -13,26 +13,16 @@ namespace {
 /// Pairs of nodes: same class, then the class's fields (before or after the
 /// sub-expressions, as the class lists them), then the sub-expressions pair by pair.
 /// The first difference ends the walk; a pair of shared nodes is compared once.
-class ExpressionComparer : public ExpressionKindVisitor<ExpressionComparer, bool> {
+class ExpressionComparer : public ExpressionKindVisitor<ExpressionComparer, unsigned long> {
 public:
     explicit ExpressionComparer(ReferenceRule rule) : mRule(rule) {}
 
-    SXIR_ALWAYS_INLINE unsigned long enter(ExpressionData const* a, Children const& ca, ExpressionData const* b)
+    SXIR_ALWAYS_INLINE unsigned long enter(ExpressionData const* a, ExpressionData const* b, Children& ca, Children& cb)
     {
         if (a == nullptr || b == nullptr) {
             return a == b ? 0 : sStopWalk;
         }
-        if (isSharedInner(*a, ca.count) || (ca.count != 0 && b->getReferenceCount() > 1)) {
-            if (mSeen.find(a, b) != nullptr) {
-                return 0;
-            }
-            mSeen.insert(a, b, true);
-        }
-        if (!visitKind(ca.kind, *a, *b)) {
-            return sStopWalk;
-        }
-        // A call compares the positions below its own operand count, whatever the other's.
-        return ca.kind == ExpressionDataType::Custom ? 0 : ca.count;
+        return visit(*a, *b, ca, cb);
     }
     bool leave(ExpressionData const& a, Children const& ca, ExpressionData const& b)
     {
@@ -40,23 +30,64 @@ public:
                NodeAccess::sameFields(static_cast<SubMatrix const&>(a), static_cast<SubMatrix const&>(b), mRule);
     }
 
-    // Whether a and b agree before their sub-expressions are compared.
-    bool visitConstant(Constant const& a, ExpressionData const& b) { return a.isEquivalent(b); }
-    bool visitCustom(CustomExpressionData const& a, ExpressionData const& b) { return a.isEquivalent(b); }
-    bool visitVariableRef(VariableRef const& a, ExpressionData const& b) { return sameBefore(a, b); }
-    bool visitFunctionRef(FunctionRef const& a, ExpressionData const& b) { return sameBefore(a, b); }
-    bool visitOperator(Operator const& a, ExpressionData const& b) { return sameBefore(a, b); }
-    bool visitMatrixRef(MatrixRef const& a, ExpressionData const& b) { return sameBefore(a, b); }
-    bool visitSubMatrix(SubMatrix const& a, ExpressionData const& b) { return sameBefore(a, b); }
-    bool visitFunctionCall(FunctionCall const& a, ExpressionData const& b) { return sameBefore(a, b); }
+    // Whether a and b agree before their sub-expressions are compared, and how many of those to compare.
+    unsigned long visitConstant(Constant const& a, ExpressionData const& b, Children&, Children&)
+    {
+        return a.isEquivalent(b) ? 0 : sStopWalk;
+    }
+    unsigned long visitCustom(CustomExpressionData const& a, ExpressionData const& b, Children&, Children&)
+    {
+        return a.isEquivalent(b) ? 0 : sStopWalk;
+    }
+    SXIR_ALWAYS_INLINE unsigned long visitVariableRef(VariableRef const& a, ExpressionData const& b, Children& ca,
+                                                      Children& cb)
+    {
+        return compare(a, b, ca, cb);
+    }
+    unsigned long visitFunctionRef(FunctionRef const& a, ExpressionData const& b, Children& ca, Children& cb)
+    {
+        return compare(a, b, ca, cb);
+    }
+    SXIR_ALWAYS_INLINE unsigned long visitOperator(Operator const& a, ExpressionData const& b, Children& ca,
+                                                   Children& cb)
+    {
+        return compare(a, b, ca, cb);
+    }
+    unsigned long visitMatrixRef(MatrixRef const& a, ExpressionData const& b, Children& ca, Children& cb)
+    {
+        return compare(a, b, ca, cb);
+    }
+    unsigned long visitSubMatrix(SubMatrix const& a, ExpressionData const& b, Children& ca, Children& cb)
+    {
+        return compare(a, b, ca, cb);
+    }
+    unsigned long visitFunctionCall(FunctionCall const& a, ExpressionData const& b, Children& ca, Children& cb)
+    {
+        // A call compares the positions below its own operand count, whatever the other's.
+        return compare(a, b, ca, cb);
+    }
 
 private:
     template <class Node>
-    bool sameBefore(Node const& a, ExpressionData const& b)
+    SXIR_ALWAYS_INLINE unsigned long compare(Node const& a, ExpressionData const& b, Children& ca, Children& cb)
     {
         Node const* other = Node::asSameClass(b);
-        return other != nullptr &&
-               (NodeAccess::fieldsAfterChildren<Node>() || NodeAccess::sameFields(a, *other, mRule));
+        if (other == nullptr ||
+            (!NodeAccess::fieldsAfterChildren<Node>() && !NodeAccess::sameFields(a, *other, mRule))) {
+            return sStopWalk;
+        }
+        ca = NodeAccess::childrenOf(a);
+        if (ca.count == 0) {
+            return 0;
+        }
+        cb = NodeAccess::childrenOf(*other);
+        if (a.getReferenceCount() > 1 || other->getReferenceCount() > 1) {
+            if (mSeen.find(&a, other) != nullptr) {
+                return 0;
+            }
+            mSeen.insert(&a, other, true);
+        }
+        return ca.count;
     }
 
     ReferenceRule mRule;
@@ -132,6 +163,12 @@ bool equivalent(ExpressionData const& a, ExpressionData const& b, ReferenceRule 
 {
     ExpressionComparer comparer(rule);
     return walkExpressionPair(comparer, a, b);
+}
+
+bool equivalentSequences(ExpressionData* const* a, ExpressionData* const* b, unsigned long count, ReferenceRule rule)
+{
+    ExpressionComparer comparer(rule);
+    return walkExpressionPairs(comparer, a, count, b, count);
 }
 
 bool equivalentStatements(Statement const& a, Statement const& b, ReferenceRule rule)

@@ -8,6 +8,10 @@ namespace detail {
 
 /// Whether `a` and `b` are equivalent, references compared by `rule`.
 bool equivalent(ExpressionData const& a, ExpressionData const& b, ReferenceRule rule = ReferenceRule::Identity);
+/// Whether a[i] and b[i] are equivalent for each i below `count`, in order; null (an
+/// unset part) is equivalent to null only.
+bool equivalentSequences(ExpressionData* const* a, ExpressionData* const* b, unsigned long count,
+                         ReferenceRule rule = ReferenceRule::Identity);
 /// The same for statements: same kind, same list lengths, equivalent expressions, then
 /// the nested statements pair by pair in order.
 bool equivalentStatements(Statement const& a, Statement const& b, ReferenceRule rule = ReferenceRule::Identity);

@@ -47,6 +47,12 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
         NodeAccess access;
         return access.visit(node);
     }
+    /// The sub-expressions of a node of a known class.
+    template <class Node>
+    SXIR_ALWAYS_INLINE static Children childrenOf(Node const& node)
+    {
+        return childrenOfKind(Node::sExpressionDataType, node);
+    }
     /// The same for a node whose kind the caller already knows.
     SXIR_ALWAYS_INLINE static Children childrenOfKind(ExpressionDataType::Type kind, ExpressionData const& node)
     {
@@ -54,26 +60,26 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
         return access.visitKind(kind, node);
     }
 
-    Children visitConstant(Constant const&) { return leaf(ExpressionDataType::Constant); }
-    Children visitVariableRef(VariableRef const&) { return leaf(ExpressionDataType::VariableRef); }
-    Children visitFunctionRef(FunctionRef const&) { return leaf(ExpressionDataType::FunctionRef); }
-    Children visitOperator(Operator const& node)
+    static Children visitConstant(Constant const&) { return leaf(ExpressionDataType::Constant); }
+    static Children visitVariableRef(VariableRef const&) { return leaf(ExpressionDataType::VariableRef); }
+    static Children visitFunctionRef(FunctionRef const&) { return leaf(ExpressionDataType::FunctionRef); }
+    static Children visitOperator(Operator const& node)
     {
         return Children{ExpressionDataType::Operator, node.getNumOperands(), node.mOperands, nullptr};
     }
-    Children visitMatrixRef(MatrixRef const& node)
+    static Children visitMatrixRef(MatrixRef const& node)
     {
         return Children{ExpressionDataType::MatrixRef, 3, node.mParts, nullptr};
     }
-    Children visitSubMatrix(SubMatrix const& node)
+    static Children visitSubMatrix(SubMatrix const& node)
     {
         return Children{ExpressionDataType::SubMatrix, 1, &node.mExpression, nullptr};
     }
-    Children visitFunctionCall(FunctionCall const& node)
+    static Children visitFunctionCall(FunctionCall const& node)
     {
         return Children{ExpressionDataType::FunctionCall, node.mParts.size(), node.mParts.data(), nullptr};
     }
-    Children visitCustom(CustomExpressionData const& node)
+    static Children visitCustom(CustomExpressionData const& node)
     {
         return Children{ExpressionDataType::Custom, node.getNumOperands(), nullptr, &node};
     }

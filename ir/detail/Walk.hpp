@@ -168,15 +168,9 @@ struct ExpressionPairWalk {
     {
         child.a = ca[position];
         child.b = position < cb.count ? cb[position] : nullptr;
-        child.ca = childrenOrNone(child.a);
-        unsigned long const count = pass.enter(child.a, child.ca, child.b);
-        if (count != 0 && count != sStopWalk) {
-            // b is of a's class: its parts are where a's are.
-            child.cb = NodeAccess::childrenOfKind(child.ca.kind, *child.b);
-            child.next = 0;
-            child.end = count;
-        }
-        return count;
+        child.next = 0;
+        child.end = pass.enter(child.a, child.b, child.ca, child.cb);
+        return child.end;
     }
 
     Step step(Frame& frame, Frame& child)
@@ -196,9 +190,12 @@ struct ExpressionPairWalk {
     /// Walks the child pairs of a pair that was entered, and leaves it.
     bool walkBelow(Frame const& frame, unsigned depth)
     {
-        if (depth >= sRecursionLimit) {
-            return runWalk(*this, frame);
-        }
+        return depth >= sRecursionLimit ? walkDeep(frame)
+                                        : walkChildren(frame, depth) && pass.leave(*frame.a, frame.ca, *frame.b);
+    }
+    /// Walks the child pairs of `frame`.
+    bool walkChildren(Frame const& frame, unsigned depth)
+    {
         for (unsigned long i = 0; i < frame.end; ++i) {
             Frame child;
             unsigned long const count = enterPair(frame.ca, frame.cb, i, child);
@@ -206,30 +203,36 @@ struct ExpressionPairWalk {
                 return false;
             }
         }
-        return pass.leave(*frame.a, frame.ca, *frame.b);
+        return true;
     }
+    __attribute__((noinline)) bool walkDeep(Frame const& frame) { return runWalk(*this, frame); }
 };
 
-/// Walks two expressions side by side, depth first, as `Pass` directs:
-///   unsigned long enter(ExpressionData const* a, Children const& ca, ExpressionData const* b): a pair
-///       is reached (either may be null, for an unset call operand); returns how many child pairs to
-///       walk, which it may only when b is of a's class, or sStopWalk;
+/// Walks expressions side by side, depth first, as `Pass` directs: the pairs (a[i], b[i])
+/// for i below a's count (b[i] null where b has fewer), each with the pairs below it:
+///   unsigned long enter(ExpressionData const* a, ExpressionData const* b, Children& ca, Children& cb):
+///       a pair is reached (either may be null, for an unset call operand); returns how many child
+///       pairs to walk, after filling in the sub-expressions of both, or sStopWalk;
 ///   bool leave(ExpressionData const& a, Children const& ca, ExpressionData const& b): its child pairs
 ///       are walked; false ends the walk.
 /// Child pair i is (child i of a, child i of b); b's child is null where b has fewer.
 template <class Pass>
+bool walkExpressionPairs(Pass& pass, ExpressionData* const* a, unsigned long aCount, ExpressionData* const* b,
+                         unsigned long bCount)
+{
+    ExpressionPairWalk<Pass> walk{pass};
+    Children const ca{ExpressionDataType::Operator, aCount, a, nullptr};
+    Children const cb{ExpressionDataType::Operator, bCount, b, nullptr};
+    return walk.walkChildren({nullptr, nullptr, ca, cb, 0, aCount}, 0);
+}
+
+/// The same for the one pair (a, b).
+template <class Pass>
 bool walkExpressionPair(Pass& pass, ExpressionData const& a, ExpressionData const& b)
 {
-    Children const ca = NodeAccess::childrenOf(a);
-    unsigned long const count = pass.enter(&a, ca, &b);
-    if (count == sStopWalk) {
-        return false;
-    }
-    if (count == 0) {
-        return true;
-    }
-    ExpressionPairWalk<Pass> walk{pass};
-    return walk.walkBelow({&a, &b, ca, NodeAccess::childrenOfKind(ca.kind, b), 0, count}, 0);
+    ExpressionData* const left = const_cast<ExpressionData*>(&a);
+    ExpressionData* const right = const_cast<ExpressionData*>(&b);
+    return walkExpressionPairs(pass, &left, 1, &right, 1);
 }
 
 /// What a statement pass answers on reaching a statement or a nested list.

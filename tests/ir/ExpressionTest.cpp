@@ -39,9 +39,13 @@ public:
     ExpressionData* clone(sxir::Function const& to) const override { return new Mean(mX.clone(to), mY.clone(to)); }
     bool localIsEquivalent(sxir::CustomExpressionData const& other) const override
     {
+        ++sComparisons;
         auto const* mean = dynamic_cast<Mean const*>(&other);
         return mean != nullptr && mX.isEquivalent(mean->mX) && mY.isEquivalent(mean->mY);
     }
+
+    /// How many times any two means were compared.
+    static inline int sComparisons = 0;
 
 private:
     Expression mX, mY;
@@ -223,11 +227,11 @@ TEST_F(ExpressionTest, PlainNumbersBesideAHandleBecomeConstantsInTheHandlesConte
         // number with no handle beside it still takes.
         Expression const elsewhere(*other);
         EXPECT_EQ(&Expression(1.5).getData()->getContext(), other.get());
-        built = {a * 2.0,       2.0 * a,          a - 1,         1u - a,           a / 'c',
-                 a + 1L,        2LL + a,          a == 0,        0.5f < a,         a >= true,
-                 a && true,     false || a,       a != 3ULL,     sxir::pow(a, 2),  sxir::atan2(2.0, a),
-                 A(0),          A(a, 0),          A(1, a),       A(0L, 1LL),       item(1),
-                 item(a, 2u),   item(0, 1),       gRef << 10.0,  gRef << a << 2,   sxir::call(gRef) + 1};
+        built = {a * 2.0,     2.0 * a,    a - 1,        1u - a,          a / 'c',
+                 a + 1L,      2LL + a,    a == 0,       0.5f < a,        a >= true,
+                 a && true,   false || a, a != 3ULL,    sxir::pow(a, 2), sxir::atan2(2.0, a),
+                 A(0),        A(a, 0),    A(1, a),      A(0L, 1LL),      item(1),
+                 item(a, 2u), item(0, 1), gRef << 10.0, gRef << a << 2,  sxir::call(gRef) + 1};
         f.If(a > 0.0);
         *y = 2.0;
         f.Else();
@@ -357,6 +361,29 @@ TEST_F(ExpressionTest, EquivalenceIsStructuralButDeclarationsCompareByIdentity)
         EXPECT_EQ(cs.left.isEquivalent(cs.right), cs.equivalent) << cs.left.asString() << " vs " << cs.right.asString();
         EXPECT_EQ(cs.right.isEquivalent(cs.left), cs.equivalent) << cs.right.asString() << " vs " << cs.left.asString();
     }
+}
+
+TEST_F(ExpressionTest, PartsCompareInTheirOrderAndACallOnlyBelowItsOwnOperandCount)
+{
+    Expression const A = addMatrix("A", DataTypeId::Real, Dimension(3, 3));
+    // A range compares what it selects from before its bounds.
+    Mean::sComparisons = 0;
+    EXPECT_FALSE(mean(A, a)(Colon(0, 3)).isEquivalent(mean(A, b)(Colon(1, 3))));
+    EXPECT_EQ(Mean::sComparisons, 1);
+    // Two calls of one function made across a change of its signature: the one with fewer
+    // operands compares only those, whatever the other has.
+    sxir::Function& k = addFunction("k", {"u"}, {"v"});
+    Expression const narrow = Expression(k) << a;
+    sxir::FunctionSignature wider(*context);
+    wider.addInput("u").setType(real());
+    wider.addInput("w").setType(real());
+    wider.addOutput("v").setType(real());
+    k.setSignature(wider);
+    Expression const wide = Expression(k) << a << b;
+    EXPECT_EQ(wide.asString(), "k(a,b)");
+    EXPECT_TRUE(narrow.isEquivalent(wide));
+    EXPECT_FALSE(wide.isEquivalent(narrow));
+    EXPECT_FALSE(Expression(Expression(k) << b).isEquivalent(wide));
 }
 
 TEST_F(ExpressionTest, TypeFunctionAndAssignabilityFollowTheRulesOfEachKind)

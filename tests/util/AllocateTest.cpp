@@ -30,6 +30,27 @@ TEST(Allocate, GivesDistinctAlignedStorageEvenForZeroBytesAndThrowsWhenItCannot)
     EXPECT_THROW(sxu::Allocate::allocate(std::numeric_limits<unsigned long>::max() / 2 + 1, 4), std::bad_alloc);
 }
 
+TEST(AllocatorBase, StorageGoesBackWithOrWithoutItsSize)
+{
+    struct Small : sxu::AllocatorBase {
+        char bytes[24];
+    };
+    struct Large : sxu::AllocatorBase {
+        char bytes[1000];
+    };
+    long const before = sxu::Allocate::getStatistics().bytesInUse;
+    // A delete expression takes the unsized form; the allocator finds each block's size.
+    delete new Small();
+    delete new Large();
+    Small::operator delete(Small::operator new(sizeof(Small)));
+    Large::operator delete(Large::operator new(sizeof(Large)));
+    Small::operator delete(Small::operator new(sizeof(Small)), sizeof(Small));
+    Large::operator delete(Large::operator new(sizeof(Large)), sizeof(Large));
+    sxu::Allocate::deallocate(sxu::Allocate::allocateBytes(40));
+    sxu::Allocate::deallocate(sxu::Allocate::allocateBytes(4000));
+    EXPECT_EQ(sxu::Allocate::getStatistics().bytesInUse, before);
+}
+
 TEST(AllocatorBase, ConstructorFailureReleasesStorage)
 {
     struct Throws : sxu::AllocatorBase {
