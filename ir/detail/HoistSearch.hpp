@@ -1,0 +1,372 @@
+// The search for assignment pairs to hoist out of if statements, shared by both hoisting passes:
+// it finds exactly the pairs that hoisting one pair at a time finds, in near-linear time.
+#pragma once
+
+#include "ir/AssignmentStatement.hpp"
+#include "ir/IfStatement.hpp"
+#include "ir/StatementKindVisitor.hpp"
+#include "ir/detail/Hashing.hpp"
+#include "ir/detail/Walk.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+namespace sxir {
+namespace detail {
+
+using StatementList = sxu::list<Statement*>;
+using ListPosition = StatementList::iterator;
+
+/// The statement as an if statement, or null for an assignment.
+struct IfOrNull : StatementKindVisitor<IfOrNull, IfStatement*> {
+    static IfStatement* visitAssignment(AssignmentStatement const&) { return nullptr; }
+    static IfStatement* visitIf(IfStatement const& statement) { return const_cast<IfStatement*>(&statement); }
+};
+inline IfStatement* asIf(Statement& statement)
+{
+    return IfOrNull().visit(statement);
+}
+
+inline StatementList& branchList(IfStatement& statement, bool branch)
+{
+    return statement.getStatements(branch).getStatementList();
+}
+
+/// Where a statement stands in a false branch, as a number that grows along the branch.
+/// A statement there when the branch is first searched has its index in the high half and
+/// all ones in the low half; one that comes out of the nested if at index j later stands
+/// just before that if: j, and in the low half how many came out of it before.
+using BranchKey = std::uint64_t;
+constexpr BranchKey sNoKey = ~BranchKey(0);
+inline BranchKey originalKey(std::uint64_t index)
+{
+    return index << 32 | 0xffffffffu;
+}
+
+/// Hoisting out of an if again and again until nothing moves, one pair at a time, where a
+/// pair is the first statement t of the true branch (in order) that has a partner in the
+/// false branch, and the first such partner e: an equivalent assignment that `Rule`
+/// allows to move with t. On the way, nested ifs are searched as they are met: those of
+/// the true branch in turn, those of the false branch in order while a t looks past them
+/// for its partner; a pair hoisted out of a nested if lands just before it, where it may
+/// then pair up in turn. Any one search that hoists something ends there and the next
+/// starts over; this search gives the same pairs without starting over:
+///
+/// - A statement of the true branch that found no partner never will: only hoisting out
+///   of the false branch's nested ifs adds statements there, and it looked into all of
+///   them; and a nested if that gave nothing never changes again. So the search keeps,
+///   per if, a cursor into its true branch, before which everything stays for good.
+/// - The false branch's nested ifs are drained in order, as far as a t needs: a
+///   frontier marks the first one that may still give something. Its assignments are
+///   indexed by structural hash into classes of equivalent statements (equivalence is
+///   symmetric and transitive; a statement not equivalent to itself has no partner), each
+///   class ordered by position, so that t's partner is its class's first member if that
+///   stands before the frontier. Otherwise the frontier if gives its next statement, which
+///   may be the partner, until it has nothing more.
+/// - Each if keeps that state between the statements it gives, so what the search of an
+///   if costs is paid once, not once per pair hoisted.
+///
+/// The frames of the walk are the ifs being searched, nested as the search goes down;
+/// what an if gives goes to the if searching it, or to the caller for the outermost one.
+///
+/// `Rule` says whether a pair may move and what moves, and hears about everything that
+/// stands before a pair, so it can tell:
+///   struct IfState;                                   its own part of an if's state
+///   void open(IfStatement&, IfState&);                an if is first searched
+///   bool mayMove(IfState&, Statement& t, BranchKey);  the pair of t and its partner at that key
+///   Statement* hoisted(Statement& t);                 what goes before the if: a new statement, or t
+///   void moved(Statement& t, Statement& partner);     the pair left, and is about to be destroyed
+///   void kept(IfState&, Statement& t);                t stays in the true branch for good
+///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
+///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch is indexed
+///   void falseLeft(IfState&, BranchKey);              the partner at that key left with its pair
+///   void falseIfDone(IfState&, IfState& nested, BranchKey); the same for the false branch
+///   void done(IfStatement&, IfState&);                the if gives nothing more
+template <class Rule>
+class HoistSearch {
+public:
+    explicit HoistSearch(Rule& rule) : mRule(rule) {}
+
+    /// Hoists out of the if at `position` until nothing moves; each statement lands just before it.
+    void drain(StatementList& list, ListPosition position)
+    {
+        Walk walk{*this, false};
+        IfState& root = stateOf(*asIf(**position));
+        while (!root.done) {
+            runWalk(walk, Frame{&root});
+            walk.placeBefore(list, position);
+        }
+    }
+
+    /// One hoist anywhere in the if at `position`, as one search that stops at its first
+    /// hoist finds it; true when it found one.
+    bool hoistOnce(StatementList& list, ListPosition position)
+    {
+        Walk walk{*this, true};
+        if (!runWalk(walk, Frame{&stateOf(*asIf(**position))})) {
+            return true;
+        }
+        return walk.placeBefore(list, position);
+    }
+
+    /// Forgets every if searched so far.
+    void clear() { mStates.clear(); }
+
+private:
+    /// Equivalent assignments of a false branch, as a heap whose top is the first in the branch.
+    struct Member {
+        BranchKey key;
+        ListPosition position;
+        bool operator>(Member const& other) const { return key > other.key; }
+    };
+    using Class = std::vector<Member>;
+
+    struct IfState {
+        IfStatement* statement = nullptr;
+        ListPosition cursor;  // the first statement of the true branch that may still move or give
+        bool done = false;    // nothing more comes out
+        bool indexed = false; // the false branch is indexed
+        bool waitingForTrue = false;
+        bool waitingForFalse = false;
+        ListPosition frontier; // the first nested if of the false branch that may still give
+        std::uint64_t frontierIndex = 0;
+        std::uint64_t movedIn = 0; // statements that came out of the frontier so far
+        std::unordered_map<std::uint64_t, std::vector<Class>> index;
+        Statement const* hashed = nullptr; // the statement at the cursor whose hash is kept
+        std::uint64_t hash = 0;
+        typename Rule::IfState rule;
+
+        BranchKey frontierKey() const { return originalKey(frontierIndex); }
+    };
+
+    struct Frame {
+        IfState* state;
+    };
+
+    /// A pair on its way out: taken out of its branches only once what moves is in place,
+    /// so that a failure to place it leaves both branches as they were.
+    struct Pending {
+        IfState* from = nullptr;
+        Class* partners = nullptr;
+        std::uint64_t hash = 0; // of the pair
+        Statement* out = nullptr;
+        bool fresh = false; // `out` is a new statement, owned until it is placed
+    };
+
+    struct Walk {
+        using Frame = HoistSearch::Frame;
+        HoistSearch& search;
+        bool single; // stop at the first hoist
+        Pending pending;
+
+        Walk(HoistSearch& owner, bool once) : search(owner), single(once) {}
+        Walk(Walk const&) = delete;
+        Walk& operator=(Walk const&) = delete;
+        ~Walk()
+        {
+            if (pending.fresh) {
+                Base::destroy(pending.out);
+            }
+        }
+
+        Step step(Frame& frame, Frame& child) { return search.step(*frame.state, child, *this); }
+
+        /// Puts the statement that came out just before `position` in `list`; false when none did.
+        bool placeBefore(StatementList& list, ListPosition position)
+        {
+            if (pending.out == nullptr) {
+                return false;
+            }
+            list.insert(position, pending.out);
+            search.completeHoist(pending);
+            return true;
+        }
+        /// The same, with where it landed.
+        ListPosition placeAt(StatementList& list, ListPosition position)
+        {
+            ListPosition const placed = list.insert(position, pending.out);
+            search.completeHoist(pending);
+            return placed;
+        }
+    };
+
+    IfState& stateOf(IfStatement& statement)
+    {
+        IfState& state = mStates[&statement];
+        if (state.statement == nullptr) {
+            state.statement = &statement;
+            state.cursor = branchList(statement, true).begin();
+            mRule.open(statement, state.rule);
+        }
+        return state;
+    }
+
+    Step step(IfState& state, Frame& child, Walk& walk)
+    {
+        StatementList& whenTrue = branchList(*state.statement, true);
+        StatementList& whenFalse = branchList(*state.statement, false);
+        if (state.waitingForTrue || state.waitingForFalse) {
+            bool const fromTrue = state.waitingForTrue;
+            state.waitingForTrue = state.waitingForFalse = false;
+            if (walk.pending.out != nullptr) {
+                if (fromTrue) {
+                    state.cursor = walk.placeAt(whenTrue, state.cursor);
+                } else {
+                    BranchKey const key = state.frontierIndex << 32 | state.movedIn++;
+                    enter(state, walk.placeAt(whenFalse, state.frontier), key);
+                }
+                if (walk.single) {
+                    return Step::Stop;
+                }
+            } else if (fromTrue) {
+                mRule.trueIfDone(state.rule, stateOf(*asIf(**state.cursor)).rule);
+                ++state.cursor;
+            } else {
+                mRule.falseIfDone(state.rule, stateOf(*asIf(**state.frontier)).rule, state.frontierKey());
+                advanceFrontier(state, whenFalse);
+            }
+        }
+        for (; state.cursor != whenTrue.end(); ++state.cursor) {
+            Statement& candidate = **state.cursor;
+            if (IfStatement* nested = asIf(candidate)) {
+                IfState& inner = stateOf(*nested);
+                if (!inner.done) {
+                    state.waitingForTrue = true;
+                    child = Frame{&inner};
+                    return Step::Descend;
+                }
+                mRule.trueIfDone(state.rule, inner.rule);
+                continue;
+            }
+            if (!state.indexed) {
+                index(state, whenFalse);
+            }
+            for (;;) {
+                Class* partners = find(state, candidate);
+                if (partners != nullptr &&
+                    (state.frontier == whenFalse.end() || partners->front().key < state.frontierKey())) {
+                    if (!mRule.mayMove(state.rule, candidate, partners->front().key)) {
+                        break;
+                    }
+                    Statement* out = mRule.hoisted(candidate);
+                    walk.pending = Pending{&state, partners, state.hash, out, out != &candidate};
+                    return Step::Finish;
+                }
+                if (state.frontier == whenFalse.end()) {
+                    break;
+                }
+                IfState& inner = stateOf(*asIf(**state.frontier));
+                if (!inner.done) {
+                    state.waitingForFalse = true;
+                    child = Frame{&inner};
+                    return Step::Descend;
+                }
+                mRule.falseIfDone(state.rule, inner.rule, state.frontierKey());
+                advanceFrontier(state, whenFalse);
+            }
+            mRule.kept(state.rule, candidate);
+        }
+        state.done = true;
+        mRule.done(*state.statement, state.rule);
+        return Step::Finish;
+    }
+
+    /// Takes the pair that came out of its branches, now that what moves is in place.
+    void completeHoist(Pending& pending)
+    {
+        IfState& state = *pending.from;
+        Class& partners = *pending.partners;
+        Member const partner = partners.front();
+        std::pop_heap(partners.begin(), partners.end(), std::greater<Member>());
+        partners.pop_back();
+        if (partners.empty()) {
+            // A class is found through its first member: an empty one goes.
+            std::vector<Class>& bucket = state.index[pending.hash];
+            std::swap(partners, bucket.back());
+            bucket.pop_back();
+        }
+        Statement* candidate = *state.cursor;
+        state.hashed = nullptr;
+        Statement* other = *partner.position;
+        bool const fresh = pending.fresh;
+        pending = Pending();
+        state.cursor = branchList(*state.statement, true).erase(state.cursor);
+        branchList(*state.statement, false).erase(partner.position);
+        mRule.falseLeft(state.rule, partner.key);
+        mRule.moved(*candidate, *other);
+        if (fresh) {
+            Base::destroy(candidate);
+        }
+        Base::destroy(other);
+    }
+
+    void index(IfState& state, StatementList& whenFalse)
+    {
+        state.indexed = true;
+        state.frontier = whenFalse.end();
+        std::uint64_t position = 0;
+        for (ListPosition at = whenFalse.begin(); at != whenFalse.end(); ++at, ++position) {
+            if (asIf(**at) == nullptr) {
+                enter(state, at, originalKey(position));
+            } else if (state.frontier == whenFalse.end()) {
+                state.frontier = at;
+                state.frontierIndex = position;
+            }
+        }
+    }
+
+    void advanceFrontier(IfState& state, StatementList& whenFalse)
+    {
+        state.movedIn = 0;
+        do {
+            ++state.frontier;
+            ++state.frontierIndex;
+        } while (state.frontier != whenFalse.end() && asIf(**state.frontier) == nullptr);
+    }
+
+    /// Indexes the assignment at `at` of the false branch.
+    void enter(IfState& state, ListPosition at, BranchKey key)
+    {
+        Statement& statement = **at;
+        mRule.falseEntered(state.rule, statement, key);
+        if (!statement.isEquivalent(statement)) {
+            return;
+        }
+        std::vector<Class>& bucket = state.index[hashOf(statement)];
+        auto const same = std::find_if(bucket.begin(), bucket.end(), [&statement](Class const& members) {
+            return statement.isEquivalent(**members.front().position);
+        });
+        Class& members = same != bucket.end() ? *same : (bucket.emplace_back(), bucket.back());
+        members.push_back(Member{key, at});
+        std::push_heap(members.begin(), members.end(), std::greater<Member>());
+    }
+
+    /// The class of the false branch's assignments equivalent to `candidate`, or null.
+    Class* find(IfState& state, Statement& candidate)
+    {
+        if (state.hashed != &candidate) {
+            state.hash = hashOf(candidate);
+            state.hashed = &candidate;
+        }
+        auto const bucket = state.index.find(state.hash);
+        if (bucket == state.index.end()) {
+            return nullptr;
+        }
+        for (Class& members : bucket->second) {
+            if (candidate.isEquivalent(**members.front().position)) {
+                return &members;
+            }
+        }
+        return nullptr;
+    }
+
+    Rule& mRule;
+    std::unordered_map<IfStatement const*, IfState> mStates;
+};
+
+} // namespace detail
+} // namespace sxir
