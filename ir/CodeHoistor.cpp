@@ -31,7 +31,7 @@ struct EquivalentPairs {
     static void falseEntered(IfState&, Statement&, detail::BranchKey) {}
     static void falseLeft(IfState&, detail::BranchKey) {}
     static void falseIfDone(IfState&, IfState&, detail::BranchKey) {}
-    static void done(IfStatement&, IfState&) {}
+    static void done(IfStatement&, IfState&, Position) {}
 };
 
 } // namespace

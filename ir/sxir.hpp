@@ -38,6 +38,7 @@
 #include "ir/OpId.hpp"
 #include "ir/Operator.hpp"
 #include "ir/RuntimeEnvironment.hpp"
+#include "ir/SafeCodeHoistor.hpp"
 #include "ir/Scope.hpp"
 #include "ir/ScopeConfiguration.hpp"
 #include "ir/ScopeItem.hpp"

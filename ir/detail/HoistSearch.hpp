@@ -85,7 +85,8 @@ inline BranchKey originalKey(std::uint64_t index)
 ///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch is indexed
 ///   void falseLeft(IfState&, BranchKey);              the partner at that key left with its pair
 ///   void falseIfDone(IfState&, IfState& nested, BranchKey); the same for the false branch
-///   void done(IfStatement&, IfState&);                the if gives nothing more
+///   void done(IfStatement&, IfState&, ListPosition);  the if gives nothing more; the false branch
+///                                                     was searched up to that position
 template <class Rule>
 class HoistSearch {
 public:
@@ -271,7 +272,7 @@ private:
             mRule.kept(state.rule, candidate);
         }
         state.done = true;
-        mRule.done(*state.statement, state.rule);
+        mRule.done(*state.statement, state.rule, state.indexed ? state.frontier : whenFalse.begin());
         return Step::Finish;
     }
 

@@ -229,6 +229,26 @@ TEST_F(DeepInput, AMillionStatementsIfsTenThousandDeepAndAnExpressionAMillionDee
     EXPECT_FALSE(if1->isEquivalent(*body.back()));
 }
 
+TEST_F(DeepInput, TheSafePassTakesAnAssignmentOutOfIfsTenThousandDeep)
+{
+    // if (x>0) { if (x>1) { ... if (x>n) { y=1 } else { y=1 } ... } else { y=1 } } else { y=1 }: y=1 leaves
+    // each if in turn, innermost first, and every if is left empty and goes.
+    unsigned long const depth = 10000;
+    sxir::Function& f = addFunction("f", {"x"}, {"y"});
+    Expression const x = use(f, "x"), y = use(f, "y");
+    for (unsigned long level = 0; level <= depth; ++level) {
+        f.If(x > static_cast<double>(level));
+    }
+    *y = 1.0;
+    for (unsigned long level = 0; level <= depth; ++level) {
+        f.Else();
+        *y = 1.0;
+        f.End();
+    }
+    sxir::SafeCodeHoistor().analyze(module);
+    EXPECT_EQ(f.getStatements().asString(), "    y=1\n");
+}
+
 // ---------------------------------------------------------------------------------------------------------
 // Several threads using the library at once, each context used by one thread at a time. The tsan preset
 // runs the tests named Threads.* under ThreadSanitizer.

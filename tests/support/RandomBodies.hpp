@@ -14,19 +14,30 @@ namespace sxir_test {
 /// to five statements, a quarter of them nested ifs down to `depth` levels; a quarter of the ifs
 /// have no else, and a branch may be empty. Assignments are `target=value` with the target among
 /// x, y, z and the value among 1, 2, c and x+1, up to four of them per body, a tenth of them
-/// marked auto-generated; conditions are among c>0, d>0, x>0 and y>1.
-inline void writeRandomBody(sxir::Function& function, unsigned seed, unsigned depth = 3)
+/// marked auto-generated; conditions are among c>0, d>0, x>0 and y>1. With `calls`, the
+/// function's module declares a variable m and a function bump(a), and the assignments include
+/// y=m, m=x and z=bump(x), the conditions m>0 and bump(d)>1.
+inline void writeRandomBody(sxir::Function& function, unsigned seed, bool calls = false, unsigned depth = 3)
 {
     std::mt19937 random(seed);
     auto use = [&function](char const* name) { return sxir::Expression(*function(name)); };
-    unsigned const vocabulary[] = {static_cast<unsigned>(random() % 12), static_cast<unsigned>(random() % 12),
-                                   static_cast<unsigned>(random() % 12), static_cast<unsigned>(random() % 12)};
+    unsigned const pool = calls ? 15 : 12;
+    unsigned const vocabulary[] = {static_cast<unsigned>(random() % pool), static_cast<unsigned>(random() % pool),
+                                   static_cast<unsigned>(random() % pool), static_cast<unsigned>(random() % pool)};
     unsigned const words = 1 + static_cast<unsigned>(random() % 4);
     auto const assign = [&] {
         unsigned const k = vocabulary[random() % words];
-        sxir::Expression const target = use(k % 3 == 0 ? "x" : k % 3 == 1 ? "y" : "z");
+        sxir::Expression const target = use(k == 12      ? "y"
+                                            : k == 13    ? "m"
+                                            : k == 14    ? "z"
+                                            : k % 3 == 0 ? "x"
+                                            : k % 3 == 1 ? "y"
+                                                         : "z");
         unsigned const value = k / 3;
-        sxir::Expression const rhs = value == 0   ? sxir::Expression(function.getContext(), 1)
+        sxir::Expression const rhs = k == 12      ? use("m")
+                                     : k == 13    ? use("x")
+                                     : k == 14    ? sxir::Expression(use("bump") << use("x"))
+                                     : value == 0 ? sxir::Expression(function.getContext(), 1)
                                      : value == 1 ? sxir::Expression(function.getContext(), 2)
                                      : value == 2 ? use("c")
                                                   : use("x") + 1;
