@@ -2,6 +2,7 @@
 #include "ir/CodeHoistor.hpp"
 #include "ir/Context.hpp"
 #include "ir/Module.hpp"
+#include "ir/SafeCodeHoistor.hpp"
 #include "ir/Scope.hpp"
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
@@ -16,7 +17,7 @@
 
 namespace {
 
-char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
+char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clone] [NAME...]\n"
                            "       sxir-catalog --list | --help | --version\n"
                            "\n"
                            "Prints the sample modules of the sxir test catalog, each after a line\n"
@@ -24,17 +25,21 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
                            "\n"
                            "  --list     print the sample names, one per line\n"
                            "  --hoist    run the code-hoisting pass on each module before printing it\n"
+                           "  --hoist=safe\n"
+                           "             run the hoisting pass that keeps every run's results instead\n"
                            "  --clone    print a clone of each module made in a second context\n"
                            "  --help     print this help\n"
                            "  --version  print the version\n"
                            "\n"
                            "--list, --help and --version each stand alone.\n";
 
+enum class Hoisting { None, Equivalent, Safe };
+
 struct CommandLine {
     bool list = false;
     bool help = false;
     bool version = false;
-    bool hoist = false;
+    Hoisting hoist = Hoisting::None;
     bool clone = false;
     std::vector<std::string> names;
 };
@@ -46,8 +51,10 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
 {
     // The options that do something else than print samples, and what each sets.
     std::pair<char const*, bool CommandLine::*> const standalone[] = {
-        {"--list", &CommandLine::list}, {"--help", &CommandLine::help},
-        {"-h", &CommandLine::help},     {"--version", &CommandLine::version},
+        {"--list", &CommandLine::list},
+        {"--help", &CommandLine::help},
+        {"-h", &CommandLine::help},
+        {"--version", &CommandLine::version},
     };
     for (int i = 1; i < argc; ++i) {
         std::string const argument = argv[i];
@@ -60,8 +67,14 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
                 return false;
             }
             command.*(alone->second) = true;
-        } else if (argument == "--hoist") {
-            command.hoist = true;
+        } else if (argument == "--hoist" || argument == "--hoist=safe") {
+            Hoisting const hoist = argument == "--hoist" ? Hoisting::Equivalent : Hoisting::Safe;
+            if (command.hoist != Hoisting::None && command.hoist != hoist) {
+                std::cerr << "sxir-catalog: '--hoist' and '--hoist=safe' exclude each other\n"
+                          << "Try 'sxir-catalog --help'.\n";
+                return false;
+            }
+            command.hoist = hoist;
         } else if (argument == "--clone") {
             command.clone = true;
         } else if (!argument.empty() && argument[0] == '-') {
@@ -87,8 +100,10 @@ bool renderSample(std::string const& name, CommandLine const& command, std::stri
     sxir::ThrowingRuntimeEnvironment env;
     std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
     sxir::Module* module = sxir::TestCatalog::get()->createModule(name, *context);
-    if (command.hoist) {
+    if (command.hoist == Hoisting::Equivalent) {
         sxir::CodeHoistor().analyze(*module);
+    } else if (command.hoist == Hoisting::Safe) {
+        sxir::SafeCodeHoistor().analyze(*module);
     }
     text = module->asString();
     if (!command.clone) {

@@ -60,6 +60,9 @@ TEST(CatalogTool, PrintsListsHoistsAndClonesTheSamples)
         {"times_two sum_3_vector times_two", sample("times_two") + sample("sum_3_vector") + sample("times_two")},
         {"--list", names},
         {"--hoist --clone times_2_or_3", sample("times_2_or_3")},
+        // No sample has a pair to hoist or an empty if: both passes leave them as they are.
+        {"--hoist=safe", all},
+        {"--hoist=safe --clone --hoist=safe times_2_or_3", sample("times_2_or_3")},
         {"--version", version},
     };
     for (auto const& [arguments, expected] : runs) {
@@ -76,6 +79,8 @@ TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
     std::pair<char const*, char const*> const refusals[] = {
         {"times_two no_such_sample", "unknown sample 'no_such_sample'"},
         {"times_two --frobnicate", "unknown option '--frobnicate'"},
+        {"--hoist=unsafe times_two", "unknown option '--hoist=unsafe'"},
+        {"--hoist=safe --hoist times_two", "'--hoist' and '--hoist=safe' exclude each other"},
         // What does something else than print samples stands alone.
         {"--list times_two", "'--list' cannot be combined with other arguments"},
         {"times_two --list", "'--list' cannot be combined with other arguments"},
