@@ -118,13 +118,38 @@ public:
     void clear() { mStates.clear(); }
 
 private:
-    /// Equivalent assignments of a false branch, as a heap whose top is the first in the branch.
+    /// Where an assignment of a false branch stands.
     struct Member {
         BranchKey key;
         ListPosition position;
         bool operator>(Member const& other) const { return key > other.key; }
     };
-    using Class = std::vector<Member>;
+    /// Equivalent assignments of a false branch, the first in the branch on top: a heap whose
+    /// top is kept apart, so that a class of one allocates nothing.
+    struct Class {
+        Member top;
+        std::vector<Member> rest;
+
+        void push(Member member)
+        {
+            if (member.key < top.key) {
+                std::swap(member, top);
+            }
+            rest.push_back(member);
+            std::push_heap(rest.begin(), rest.end(), std::greater<Member>());
+        }
+        /// Takes the top away; false when nothing is left.
+        bool pop()
+        {
+            if (rest.empty()) {
+                return false;
+            }
+            std::pop_heap(rest.begin(), rest.end(), std::greater<Member>());
+            top = rest.back();
+            rest.pop_back();
+            return true;
+        }
+    };
 
     struct IfState {
         IfStatement* statement = nullptr;
@@ -136,7 +161,9 @@ private:
         ListPosition frontier; // the first nested if of the false branch that may still give
         std::uint64_t frontierIndex = 0;
         std::uint64_t movedIn = 0; // statements that came out of the frontier so far
-        std::unordered_map<std::uint64_t, std::vector<Class>> index;
+        // The classes by structural hash: the first of a hash, then any other (not equivalent to it).
+        std::unordered_map<std::uint64_t, Class> index;
+        std::unordered_multimap<std::uint64_t, Class> collisions;
         Statement const* hashed = nullptr; // the statement at the cursor whose hash is kept
         std::uint64_t hash = 0;
         typename Rule::IfState rule;
@@ -214,11 +241,20 @@ private:
             bool const fromTrue = state.waitingForTrue;
             state.waitingForTrue = state.waitingForFalse = false;
             if (walk.pending.out != nullptr) {
+                // A statement that moved itself keeps its hash; a new one is hashed afresh
+                // (its references are those of its names where it is now).
+                bool const known = !walk.pending.fresh;
+                std::uint64_t const hash = walk.pending.hash;
                 if (fromTrue) {
                     state.cursor = walk.placeAt(whenTrue, state.cursor);
+                    if (known) {
+                        state.hashed = *state.cursor;
+                        state.hash = hash;
+                    }
                 } else {
                     BranchKey const key = state.frontierIndex << 32 | state.movedIn++;
-                    enter(state, walk.placeAt(whenFalse, state.frontier), key);
+                    ListPosition const at = walk.placeAt(whenFalse, state.frontier);
+                    enter(state, at, key, known ? hash : hashOf(**at), known);
                 }
                 if (walk.single) {
                     return Step::Stop;
@@ -249,8 +285,8 @@ private:
             for (;;) {
                 Class* partners = find(state, candidate);
                 if (partners != nullptr &&
-                    (state.frontier == whenFalse.end() || partners->front().key < state.frontierKey())) {
-                    if (!mRule.mayMove(state.rule, candidate, partners->front().key)) {
+                    (state.frontier == whenFalse.end() || partners->top.key < state.frontierKey())) {
+                    if (!mRule.mayMove(state.rule, candidate, partners->top.key)) {
                         break;
                     }
                     Statement* out = mRule.hoisted(candidate);
@@ -280,15 +316,9 @@ private:
     void completeHoist(Pending& pending)
     {
         IfState& state = *pending.from;
-        Class& partners = *pending.partners;
-        Member const partner = partners.front();
-        std::pop_heap(partners.begin(), partners.end(), std::greater<Member>());
-        partners.pop_back();
-        if (partners.empty()) {
-            // A class is found through its first member: an empty one goes.
-            std::vector<Class>& bucket = state.index[pending.hash];
-            std::swap(partners, bucket.back());
-            bucket.pop_back();
+        Member const partner = pending.partners->top;
+        if (!pending.partners->pop()) {
+            removeClass(state, pending.hash, pending.partners);
         }
         Statement* candidate = *state.cursor;
         state.hashed = nullptr;
@@ -309,10 +339,11 @@ private:
     {
         state.indexed = true;
         state.frontier = whenFalse.end();
+        state.index.reserve(whenFalse.size());
         std::uint64_t position = 0;
         for (ListPosition at = whenFalse.begin(); at != whenFalse.end(); ++at, ++position) {
             if (asIf(**at) == nullptr) {
-                enter(state, at, originalKey(position));
+                enter(state, at, originalKey(position), hashOf(**at), false);
             } else if (state.frontier == whenFalse.end()) {
                 state.frontier = at;
                 state.frontierIndex = position;
@@ -329,21 +360,32 @@ private:
         } while (state.frontier != whenFalse.end() && asIf(**state.frontier) == nullptr);
     }
 
-    /// Indexes the assignment at `at` of the false branch.
-    void enter(IfState& state, ListPosition at, BranchKey key)
+    /// Indexes the assignment at `at` of the false branch, whose hash is `hash`; `paired` when
+    /// it was equivalent to another, and so is to itself.
+    void enter(IfState& state, ListPosition at, BranchKey key, std::uint64_t hash, bool paired)
     {
         Statement& statement = **at;
         mRule.falseEntered(state.rule, statement, key);
-        if (!statement.isEquivalent(statement)) {
+        if (!paired && !statement.isEquivalent(statement)) {
             return;
         }
-        std::vector<Class>& bucket = state.index[hashOf(statement)];
-        auto const same = std::find_if(bucket.begin(), bucket.end(), [&statement](Class const& members) {
-            return statement.isEquivalent(**members.front().position);
-        });
-        Class& members = same != bucket.end() ? *same : (bucket.emplace_back(), bucket.back());
-        members.push_back(Member{key, at});
-        std::push_heap(members.begin(), members.end(), std::greater<Member>());
+        Member const member{key, at};
+        auto const first = state.index.try_emplace(hash, Class{member, {}});
+        if (first.second) {
+            return;
+        }
+        if (statement.isEquivalent(**first.first->second.top.position)) {
+            first.first->second.push(member);
+            return;
+        }
+        auto const others = state.collisions.equal_range(hash);
+        for (auto other = others.first; other != others.second; ++other) {
+            if (statement.isEquivalent(**other->second.top.position)) {
+                other->second.push(member);
+                return;
+            }
+        }
+        state.collisions.emplace(hash, Class{member, {}});
     }
 
     /// The class of the false branch's assignments equivalent to `candidate`, or null.
@@ -353,16 +395,40 @@ private:
             state.hash = hashOf(candidate);
             state.hashed = &candidate;
         }
-        auto const bucket = state.index.find(state.hash);
-        if (bucket == state.index.end()) {
+        auto const first = state.index.find(state.hash);
+        if (first == state.index.end()) {
             return nullptr;
         }
-        for (Class& members : bucket->second) {
-            if (candidate.isEquivalent(**members.front().position)) {
-                return &members;
+        if (candidate.isEquivalent(**first->second.top.position)) {
+            return &first->second;
+        }
+        auto const others = state.collisions.equal_range(state.hash);
+        for (auto other = others.first; other != others.second; ++other) {
+            if (candidate.isEquivalent(**other->second.top.position)) {
+                return &other->second;
             }
         }
         return nullptr;
+    }
+
+    /// A class is found through its top: an empty one goes, and another of its hash takes its place.
+    static void removeClass(IfState& state, std::uint64_t hash, Class const* emptied)
+    {
+        auto const first = state.index.find(hash);
+        auto const others = state.collisions.equal_range(hash);
+        if (&first->second != emptied) {
+            for (auto other = others.first; other != others.second; ++other) {
+                if (&other->second == emptied) {
+                    state.collisions.erase(other);
+                    return;
+                }
+            }
+        } else if (others.first == others.second) {
+            state.index.erase(first);
+        } else {
+            first->second = std::move(others.first->second);
+            state.collisions.erase(others.first);
+        }
     }
 
     Rule& mRule;
