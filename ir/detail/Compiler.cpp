@@ -62,6 +62,15 @@ sxu::string excerpt(ExpressionData const& node)
     return text;
 }
 
+sxu::string dimensionText(Place const& place)
+{
+    sxu::string text;
+    sxu::appendDecimal(text, place.rows);
+    text += 'x';
+    sxu::appendDecimal(text, place.columns);
+    return text;
+}
+
 sxu::string shapeText(Place const& place)
 {
     if (place.function) {
@@ -112,6 +121,8 @@ struct Compiled {
     double value = 0.0;
     bool holdsCall = false;
     bool readsModule = false;
+    /// The failure of an unset call operand, whose call is named once it is known.
+    long unsetFailure = -1;
 };
 
 /// Whether an expression holds a call: each shared node is looked at once.
@@ -508,7 +519,8 @@ Compiled selectElement(Compiler& compiler, ExpressionData const& node, Compiled 
                            column == std::trunc(column);
         if (!valid) {
             return compiler.fail(ErrorId::IndexOutOfRange, excerpt(node),
-                                 "(" + indexText(operands[1]) + "," + indexText(operands[2]) + ")", shapeText(matrix));
+                                 "(" + indexText(operands[1]) + "," + indexText(operands[2]) + ")",
+                                 dimensionText(matrix));
         }
         element.place.slot = matrix.slot + static_cast<Slot>(static_cast<unsigned long>(row) +
                                                              static_cast<unsigned long>(column) * matrix.rows);
@@ -539,7 +551,8 @@ Compiled selectRange(Compiler& compiler, SubMatrix const& node, Compiled const& 
     unsigned long const last = node.getLast();
     if (first > last || last > matrix.place.count()) {
         return compiler.fail(ErrorId::IndexOutOfRange, excerpt(node),
-                             "(" + std::to_string(first) + ":" + std::to_string(last) + ")", shapeText(matrix.place));
+                             "(" + std::to_string(first) + ":" + std::to_string(last) + ")",
+                             dimensionText(matrix.place));
     }
     Compiled range;
     range.place = matrix.place;
@@ -643,7 +656,8 @@ unsigned long ExpressionCompiler::enter(ExpressionData const* node, Children con
 {
     if (node == nullptr) {
         // An unset call operand: the call fails when its evaluation reaches it.
-        mValues.push_back(mCompiler.fail(ErrorId::EvalUnsetOperand, "", "an operand of a call", ""));
+        mValues.push_back(mCompiler.fail(ErrorId::EvalUnsetOperand, "", "", ""));
+        mValues.back().unsetFailure = static_cast<long>(mCompiler.program().failures.size() - 1);
         return 0;
     }
     if (isSharedInner(*node, children.count)) {
@@ -663,6 +677,13 @@ unsigned long ExpressionCompiler::enter(ExpressionData const* node, Children con
 bool ExpressionCompiler::leave(ExpressionData const& node, Children const& children)
 {
     std::size_t const first = mValues.size() - children.count;
+    for (std::size_t i = first + 1; children.kind == ExpressionDataType::FunctionCall && i < mValues.size(); ++i) {
+        if (mValues[i].unsetFailure >= 0) {
+            sxu::string* arguments = mCompiler.program().failures[mValues[i].unsetFailure].arguments;
+            arguments[0] = excerpt(node);
+            arguments[1] = "operand " + std::to_string(i - first);
+        }
+    }
     Compiled value;
     bool failed = false;
     for (std::size_t i = first; i < mValues.size(); ++i) {
