@@ -279,11 +279,13 @@ bool Machine::call(CallSpec const& call)
     mModule = mState.module.slots().data();
     if (call.callee == nullptr) {
         // Through a variable: what it holds must take these operands and give this value.
-        if (target.inputs.size() != call.operands.size() || target.outputs.empty()) {
+        if (target.outputs.empty()) {
+            return report(ErrorId::EvalNotEvaluable, textOf(*call.node), callee->getName() + " has no output", "");
+        }
+        if (target.inputs.size() != call.operands.size()) {
             return report(ErrorId::EvalInvalidArguments, textOf(*call.node),
-                          decimal(call.operands.size()) + " operands and a value",
-                          callee->getName() + " has " + decimal(target.inputs.size()) + " inputs and " +
-                              decimal(target.outputs.size()) + " outputs");
+                          decimal(call.operands.size()) + " operands",
+                          callee->getName() + " has " + decimal(target.inputs.size()) + " inputs");
         }
         for (std::size_t i = 0; i < call.operands.size(); ++i) {
             Place const& input = target.inputs[i];
