@@ -17,7 +17,7 @@
 #     SXIR_BENCH_REPETITIONS  repetitions, medians     (default 5)
 # A quick run: SXIR_BENCH_SIZES=10000 SXIR_BENCH_HOIST_SIZES=1000 SXIR_BENCH_REPETITIONS=3 bench/compare.sh
 #
-# The default run takes about five minutes on two cores, most of it LLVM at a
+# The default run takes about six minutes on two cores, most of it LLVM at a
 # million statements.
 set -euo pipefail
 cd "$(dirname "$0")/.."
