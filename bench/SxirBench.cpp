@@ -310,8 +310,8 @@ void writeHoistable(sxir::Function& function, long n)
     function.End();
 }
 
-/// The workload as a function that can run: an input x of 64 reals sets the locals
-/// first, the statements follow, and the output y is v0 at the end.
+/// The workload as a function that can run: the input x of 64 reals sets the locals
+/// first, the statements follow, and the output y (64 reals) takes the locals at the end.
 struct RunnableBody {
     std::unique_ptr<sxir::Context> context = newContext();
     sxir::Function* function = nullptr;
@@ -320,37 +320,44 @@ struct RunnableBody {
     explicit RunnableBody(long size)
     {
         sxir::Context const& ctx = *context;
+        sxir::MatrixType const vector(ctx, sxu::DataTypeId::Real, sxu::Dimension(bench::kLocals, 1));
         sxir::FunctionSignature signature(ctx);
-        signature.addInput("x").setType(
-            sxir::MatrixType(ctx, sxu::DataTypeId::Real, sxu::Dimension(bench::kLocals, 1)));
-        signature.addOutput("y").setType(ctx.getBuiltinType(sxu::DataTypeId::Real));
+        signature.addInput("x").setType(vector);
+        signature.addOutput("y").setType(vector);
         function = addModule(*context, "m").getModuleScope().addScopeItem<sxir::Function>("workload");
         function->setSignature(signature);
         sxir::Scope& locals = function->getFunctionScope(sxir::FunctionScopeType::Local);
         for (unsigned i = 0; i < bench::kLocals; ++i) {
-            locals.addScopeItem<sxir::Variable>(bench::localName(i))
-                ->setType(ctx.getBuiltinType(sxu::DataTypeId::Real));
+            locals.addScopeItem<sxir::Variable>(bench::localName(i))->setType(ctx.getBuiltinType(sxu::DataTypeId::Real));
         }
         std::vector<Expression> const v = localsOf(*function);
-        Expression const x = function->expression("x");
+        Expression const x = function->expression("x"), y = function->expression("y");
         std::vector<double> values;
         for (unsigned i = 0; i < bench::kLocals; ++i) {
             *v[i] = x(static_cast<int>(i));
-            values.push_back(1.0 + 1.0 / (i + 1));
+            values.push_back(bench::initialValue(i));
         }
         writeStatements(v, 0, size);
-        *function->expression("y") = v[0];
+        for (unsigned i = 0; i < bench::kLocals; ++i) {
+            *y(static_cast<int>(i)) = v[i];
+        }
         inputs.emplace_back(sxu::DataTypeId::Real, sxu::Dimension(bench::kLocals, 1), values);
     }
 };
 
 void runRun(benchmark::State& state, long size)
 {
-    RunnableBody const& body = bench::reuse<RunnableBody>("run/" + std::to_string(size),
-                                                          [size] { return std::make_unique<RunnableBody>(size); });
+    RunnableBody const& body = bench::reuse<RunnableBody>("run/" + std::to_string(size), [size] {
+        return std::make_unique<RunnableBody>(size);
+    });
     long const count = bench::bodiesPerIteration(size);
     sxir::Interpreter interpreter(*body.context);
-    interpreter.prepare(*body.function);
+    // The run computes what the same arithmetic in C++ computes, to the bit.
+    std::vector<sxir::Value> const outputs = interpreter.run(*body.function, body.inputs);
+    if (outputs.size() != 1 || !bench::sameLocals(outputs[0].getElements().data(), bench::expectedLocals(size))) {
+        state.SkipWithError("the run computes otherwise than the reference");
+        return;
+    }
     for (auto _ : state) {
         for (long i = 0; i < count; ++i) {
             benchmark::DoNotOptimize(measuredRun(interpreter, *body.function, body.inputs));
