@@ -4,7 +4,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <random>
 
 namespace {
 
@@ -74,6 +76,62 @@ TEST(InterpreterSamples, EachSampleComputesWhatItsTextSays)
         auto& copy = static_cast<sxir::Module&>(
             *other->getGlobalScope().copyGenericItemIn(*context->getGlobalScope().getGenericScopeItem(0)));
         EXPECT_EQ(sxir::Interpreter(*other).run(lastFunction(copy), c.inputs), c.outputs);
+    }
+}
+
+TEST(InterpreterSamples, RandomInputsGiveWhatTheFormulasGiveTwiceAndInACopy)
+{
+    // The samples whose last function is a formula of its inputs, that formula in C++: a is
+    // the first input's elements, i the indices that follow it.
+    using Formula = std::function<std::vector<double>(std::vector<double> const& a, std::vector<int> const& i)>;
+    std::pair<char const*, Formula> const formulas[] = {
+        {"times_two", [](auto const& a, auto const&) { return std::vector<double>{a[0] * 2}; }},
+        {"times_2_or_3", [](auto const& a, auto const&) { return std::vector<double>{a[0] * (a[0] > 0 ? 2 : 3)}; }},
+        {"non_native_operator",
+         [](auto const& a, auto const&) { return std::vector<double>{std::sin(a[0]) * std::cos(a[0]) + 4}; }},
+        {"sum_3_vector", [](auto const& a, auto const&) { return std::vector<double>{a[0] + a[1] + a[2]}; }},
+        {"sum_pick_3", [](auto const& a, auto const& i) { return std::vector<double>{a[i[0]] + a[i[1]] + a[i[2]]}; }},
+        {"handle_call_sum_pick_3",
+         [](auto const& a, auto const& i) { return std::vector<double>{a[i[0]] + a[i[1]] + a[i[2]]}; }},
+        {"sum_pick_3_into_4",
+         [](auto const& a, auto const& i) {
+             return std::vector<double>{a[i[0]] + a[i[1]], a[i[1]] + a[i[2]], a[i[2]] + a[i[1]], a[i[1]] + a[i[0]]};
+         }},
+    };
+    std::mt19937_64 random(2026);
+    std::uniform_real_distribution<double> real(-1e3, 1e3);
+    sxir_test::ThrowingEnvironment env;
+    for (auto const& [name, formula] : formulas) {
+        SCOPED_TRACE(name);
+        auto context = sxir_test::makeContext(env), other = sxir_test::makeContext(env);
+        sxir::Module& module = *sxir::TestCatalog::get()->createModule(name, *context);
+        auto& copy = static_cast<sxir::Module&>(*other->getGlobalScope().copyGenericItemIn(module));
+        sxir::Function const& f = lastFunction(module);
+        sxir::Scope const& inputs = f.getFunctionScope(sxir::FunctionScopeType::Input);
+        sxir::Interpreter interpreter(*context), copied(*other);
+        for (int trial = 0; trial < 200; ++trial) {
+            std::vector<double> a;
+            std::vector<int> indices;
+            std::vector<Value> values;
+            for (unsigned long k = 0; k < inputs.getNumScopeItems(); ++k) {
+                sxir::Type const& type = static_cast<sxir::Variable const*>(inputs.getGenericScopeItem(k))->getType();
+                if (k == 0) {
+                    for (unsigned long e = 0; e < type.getDimension().m(); ++e) {
+                        a.push_back(trial % 17 == 0 ? 0.0 : real(random));
+                    }
+                    values.push_back(Value(DataTypeId::Real, type.getDimension(), a));
+                } else {
+                    indices.push_back(static_cast<int>(random() % 6));
+                    values.push_back(Value(DataTypeId::Int32, indices.back()));
+                }
+            }
+            std::vector<double> const expected = formula(a, indices);
+            std::vector<Value> const out = interpreter.run(f, values);
+            ASSERT_EQ(out.size(), 1u);
+            EXPECT_EQ(out[0].getElements(), expected);
+            EXPECT_EQ(interpreter.run(f, values), out);
+            EXPECT_EQ(copied.run(lastFunction(copy), values), out);
+        }
     }
 }
 
