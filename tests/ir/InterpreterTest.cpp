@@ -1,6 +1,7 @@
 // What runs compute: the catalog samples checked by hand, and the rules of each node kind, statement
 // kind, conversion and call, as docs/semantics.md states them.
 #include "tests/support/IrFixture.hpp"
+#include "tests/support/Mean.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -280,29 +281,10 @@ TEST_F(InterpreterTest, FunctionValuesAreCalledThroughVariablesAndDeepGraphsCost
     EXPECT_THROW(interpreter.run(f, {Value(twice)}), sxir::ReportedError);
 }
 
-/// A client node: the mean of its two operands.
-class Mean : public sxir::CustomExpressionData {
-public:
-    Mean(Expression const& x, Expression const& y) : CustomExpressionData(x.getContext()), mX(x), mY(y) {}
-    sxir::Type const* getCustomType() const override { return mX.getGenericType(); }
-    unsigned long getNumOperands() const override { return 2; }
-    Expression const& getOperand(unsigned long position) const override { return position == 0 ? mX : mY; }
-    sxu::string getCustomName() const override { return "mean"; }
-    sxu::string asString() const override { return "mean(" + mX.asString() + "," + mY.asString() + ")"; }
-    ExpressionData* clone(sxir::Function const& to) const override { return new Mean(mX.clone(to), mY.clone(to)); }
-    bool localIsEquivalent(sxir::CustomExpressionData const&) const override { return false; }
-
-private:
-    Expression mX, mY;
-};
-
 TEST_F(InterpreterTest, ClientNodesTakeTheirEvaluatorsValue)
 {
     sxir::Function& f = addFunction("f", {"x", "y"}, {"m"});
-    auto* node = new Mean(f.expression("x"), f.expression("y") * 2.0);
-    Expression const mean(*node);
-    node->releaseReference();
-    *f.expression("m") = mean + 1.0;
+    *f.expression("m") = sxir_test::mean(f.expression("x"), f.expression("y") * 2.0) + 1.0;
     interpreter.setCustomEvaluator([](sxir::CustomExpressionData const&, std::vector<Value> const& operands) {
         return number((operands[0].getElement(0) + operands[1].getElement(0)) / 2);
     });
