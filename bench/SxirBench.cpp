@@ -142,6 +142,17 @@ SXIR_BENCH_MEASURED void measuredDestroy(std::unique_ptr<sxir::Context>& context
     context.reset();
 }
 
+SXIR_BENCH_MEASURED double measuredRun(sxir::Interpreter& interpreter, sxir::Function const& function,
+                                       std::vector<sxir::Value> const& inputs)
+{
+    return interpreter.run(function, inputs).front().getElement(0);
+}
+
+SXIR_BENCH_MEASURED void measuredPrepare(sxir::Interpreter& interpreter, sxir::Function const& function)
+{
+    interpreter.prepare(function);
+}
+
 SXIR_BENCH_MEASURED void measuredHoist(sxir::Module& module)
 {
     sxir::CodeHoistor().analyze(module);
@@ -299,6 +310,81 @@ void writeHoistable(sxir::Function& function, long n)
     function.End();
 }
 
+/// The workload as a function that can run: the input x of 64 reals sets the locals
+/// first, the statements follow, and the output y (64 reals) takes the locals at the end.
+struct RunnableBody {
+    std::unique_ptr<sxir::Context> context = newContext();
+    sxir::Function* function = nullptr;
+    std::vector<sxir::Value> inputs;
+
+    explicit RunnableBody(long size)
+    {
+        sxir::Context const& ctx = *context;
+        sxir::MatrixType const vector(ctx, sxu::DataTypeId::Real, sxu::Dimension(bench::kLocals, 1));
+        sxir::FunctionSignature signature(ctx);
+        signature.addInput("x").setType(vector);
+        signature.addOutput("y").setType(vector);
+        function = addModule(*context, "m").getModuleScope().addScopeItem<sxir::Function>("workload");
+        function->setSignature(signature);
+        sxir::Scope& locals = function->getFunctionScope(sxir::FunctionScopeType::Local);
+        for (unsigned i = 0; i < bench::kLocals; ++i) {
+            locals.addScopeItem<sxir::Variable>(bench::localName(i))->setType(ctx.getBuiltinType(sxu::DataTypeId::Real));
+        }
+        std::vector<Expression> const v = localsOf(*function);
+        Expression const x = function->expression("x"), y = function->expression("y");
+        std::vector<double> values;
+        for (unsigned i = 0; i < bench::kLocals; ++i) {
+            *v[i] = x(static_cast<int>(i));
+            values.push_back(bench::initialValue(i));
+        }
+        writeStatements(v, 0, size);
+        for (unsigned i = 0; i < bench::kLocals; ++i) {
+            *y(static_cast<int>(i)) = v[i];
+        }
+        inputs.emplace_back(sxu::DataTypeId::Real, sxu::Dimension(bench::kLocals, 1), values);
+    }
+};
+
+void runRun(benchmark::State& state, long size)
+{
+    RunnableBody const& body = bench::reuse<RunnableBody>("run/" + std::to_string(size), [size] {
+        return std::make_unique<RunnableBody>(size);
+    });
+    long const count = bench::bodiesPerIteration(size);
+    sxir::Interpreter interpreter(*body.context);
+    // The run computes what the same arithmetic in C++ computes, to the bit.
+    std::vector<sxir::Value> const outputs = interpreter.run(*body.function, body.inputs);
+    if (outputs.size() != 1 || !bench::sameLocals(outputs[0].getElements().data(), bench::expectedLocals(size))) {
+        state.SkipWithError("the run computes otherwise than the reference");
+        return;
+    }
+    for (auto _ : state) {
+        for (long i = 0; i < count; ++i) {
+            benchmark::DoNotOptimize(measuredRun(interpreter, *body.function, body.inputs));
+        }
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
+void runPrepare(benchmark::State& state, long size)
+{
+    RunnableBody const& body = bench::reuse<RunnableBody>("run/" + std::to_string(size),
+                                                          [size] { return std::make_unique<RunnableBody>(size); });
+    long const count = bench::bodiesPerIteration(size);
+    for (auto _ : state) {
+        for (long i = 0; i < count; ++i) {
+            state.PauseTiming();
+            auto interpreter = std::make_unique<sxir::Interpreter>(*body.context);
+            state.ResumeTiming();
+            measuredPrepare(*interpreter, *body.function);
+            state.PauseTiming();
+            interpreter.reset();
+            state.ResumeTiming();
+        }
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
 void runHoist(benchmark::State& state, long n)
 {
     // Several functions per module when n is small, one module in all; the pass
@@ -341,6 +427,8 @@ void runHoist(benchmark::State& state, long n)
 int main(int argc, char** argv)
 {
     bench::registerWorkloads("sxir", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
+    bench::registerSizes("sxir", "run", runRun);
+    bench::registerSizes("sxir", "prepare", runPrepare);
     bench::registerWorkload("sxir", "hoist", bench::kHoistSizes,
                             sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0], runHoist);
     return bench::runBenchmarks(argc, argv);

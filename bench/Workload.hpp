@@ -7,6 +7,8 @@
 
 #include <malloc.h>
 
+#include <array>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -25,6 +27,46 @@ inline Shape shapeOf(unsigned long k)
     return Shape{static_cast<unsigned>(k % kLocals), static_cast<unsigned>((7 * k) % kLocals),
                  static_cast<unsigned>((13 * k + 1) % kLocals), static_cast<unsigned>((29 * k + 2) % kLocals),
                  static_cast<unsigned>((31 * k + 3) % kLocals)};
+}
+
+/// Where a body is run, local i starts with this value: small (at most 1e-4) and
+/// of both signs, so that every result stays a finite normal number through a
+/// million statements and its bits depend on every operand.
+inline double initialValue(unsigned i)
+{
+    return (static_cast<double>((37 * i) % kLocals) - 31.5) / 31.5 * 1e-4;
+}
+
+inline void setInitialValues(double* v)
+{
+    for (unsigned i = 0; i < kLocals; ++i) {
+        v[i] = initialValue(i);
+    }
+}
+
+/// Runs statements 0..size-1 on v[0..63] in C++: what any run of a body of
+/// `size` statements must compute from the same values, bit for bit.
+inline void runReference(double* v, long size)
+{
+    for (long k = 0; k < size; ++k) {
+        Shape const s = shapeOf(static_cast<unsigned long>(k));
+        v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
+    }
+}
+
+/// The locals after a run of a body of `size` statements from the initial values.
+inline std::array<double, kLocals> expectedLocals(long size)
+{
+    std::array<double, kLocals> v;
+    setInitialValues(v.data());
+    runReference(v.data(), size);
+    return v;
+}
+
+/// Whether v[0..63] holds the same bits as `expected`.
+inline bool sameLocals(double const* v, std::array<double, kLocals> const& expected)
+{
+    return std::memcmp(v, expected.data(), sizeof expected) == 0;
 }
 
 inline std::string localName(unsigned i)

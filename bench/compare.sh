@@ -7,6 +7,9 @@
 # The peers are built when their Debian packages are installed:
 #     apt-get install -y libhalide14-0-dev llvm-14-dev
 # A peer that is missing shows as "n/a".
+# A second table puts running, checking and emitting C beside what each is held
+# to, and the workload compiled from C (bench/compiled) beside hand-written C; an
+# sxir benchmark that does not exist yet shows as "n/a" there.
 #
 # Environment:
 #     SXIR_BENCH_SIZES        statements per body      (default "1000 10000 100000 1000000")
@@ -14,7 +17,7 @@
 #     SXIR_BENCH_REPETITIONS  repetitions, medians     (default 5)
 # A quick run: SXIR_BENCH_SIZES=10000 SXIR_BENCH_HOIST_SIZES=1000 SXIR_BENCH_REPETITIONS=3 bench/compare.sh
 #
-# The default run takes about five minutes on two cores, most of it LLVM at a
+# The default run takes about six minutes on two cores, most of it LLVM at a
 # million statements.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -56,6 +59,11 @@ run() {
 }
 
 aggregate=(--benchmark_repetitions="$repetitions" --benchmark_report_aggregates_only=true)
+# The workload compiled from C (bench/compiled), at the one size it is built for.
+if [ -x "$bin/compiled_bench" ]; then
+    echo "compiled workload" >&2
+    run compiled compiled "^c/" "${aggregate[@]}"
+fi
 for size in $sizes; do
     echo "S = $size" >&2
     # The libraries take turns at each size, so that a change in the machine's
@@ -63,6 +71,11 @@ for size in $sizes; do
     for library in "${libraries[@]}"; do
         run "$library" "$library-speed-$size" "^$library/(build|print|equivalence|clone|destroy)/$size/" \
             "${aggregate[@]}"
+    done
+    # Running, checking and emitting; an sxir benchmark not written yet matches nothing.
+    for library in "${libraries[@]}"; do
+        run "$library" "$library-features-$size" \
+            "^$library/(run|prepare|hash|verify|emit|interpret|interpret-prepare)/$size/" "${aggregate[@]}"
     done
     # Memory is measured in a process of its own: the first build of a process
     # finds no free blocks to reuse, so the heap grows by what the body needs.

@@ -104,6 +104,103 @@ def target_note(workload, size, ratios):
     return "; ".join(notes)
 
 
+# Running, checking and emitting: each sxir benchmark beside the benchmark it is
+# held to. A row: (what, sxir's (library, workload), the other's (library,
+# workload), the other's label, the largest share of the other's time the target
+# allows or None). The targets hold at S = 10^4 to 10^6.
+FEATURE_ROWS = (
+    ("run", ("sxir", "run"), ("llvm", "interpret"), "LLVM 14 interpreter", 0.1),
+    ("preparation for runs", ("sxir", "prepare"), ("sxir", "build"), "sxir build", None),
+    ("preparation for runs", ("sxir", "prepare"), ("llvm", "interpret-prepare"), "LLVM 14 engine creation", None),
+    ("structural hash", ("sxir", "hash"), ("sxir", "equivalence"), "sxir equivalence", 1.0),
+    ("verify", ("sxir", "verify"), ("sxir", "equivalence"), "sxir equivalence", 1.0),
+    ("emit C", ("sxir", "emit"), ("sxir", "print"), "sxir print", 2.0),
+    ("emit C", ("sxir", "emit"), ("halide", "emit"), "Halide 14 CodeGen_C", 0.25),
+)
+FEATURE_TARGET_SIZES = (10000, 100000, 1000000)
+# Targets in nanoseconds per statement at one size: {(library, workload, size): limit}.
+FEATURE_ABSOLUTE_TARGETS = {("sxir", "run", 100000): 30.0}
+# The compiled workload (bench/compiled): the emitted C beside the hand-written C,
+# at the one size it is built for.
+COMPILED_ROW = ("compiled workload, -O2: emitted C", ("c", "emitted"), ("c", "handwritten"), "hand-written C", 1.2)
+
+
+def load_all(directory):
+    """{(library, workload, size): entry} from every result file: the medians, or the single runs.
+
+    A file may be empty: a benchmark program writes nothing when no benchmark
+    matches its filter, as for an sxir benchmark that does not exist yet."""
+    results = {}
+    for name in sorted(os.listdir(directory)):
+        if not name.endswith(".json") or os.path.getsize(os.path.join(directory, name)) == 0:
+            continue
+        for entry in load(directory, name[:-len(".json")]):
+            if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
+                continue
+            try:
+                key = parse_name(entry["name"])
+            except (IndexError, ValueError):
+                continue  # not a library/workload/size benchmark
+            results[key] = {"error": entry.get("error_message", "error")} if entry.get("error_occurred") else entry
+    return results
+
+
+def fine_number(value):
+    """As number(), with two significant digits below 0.01."""
+    if isinstance(value, (int, float)) and 0 < value < 0.01:
+        return f"{value:.2g}"
+    return number(value)
+
+
+def feature_verdict(mine_key, size, mine, share, limit, label):
+    notes = []
+    absolute = FEATURE_ABSOLUTE_TARGETS.get(mine_key + (size,))
+    if absolute is not None:
+        known = isinstance(mine, (int, float))
+        verdict = ("met" if mine <= absolute else "not met") if known else "unknown"
+        notes.append(f"target ≤ {absolute:g} ns: {verdict}")
+    if limit is not None:
+        verdict = "unknown" if share is None else ("met" if share <= limit else "not met")
+        notes.append(f"target ≤ {limit:g}× {label}: {verdict}")
+    return "; ".join(notes)
+
+
+def print_feature_table(directory, sizes):
+    results = load_all(directory)
+    rows = []
+
+    def add(what, mine_key, theirs_key, label, limit, size, judged):
+        mine = value_of(results, *mine_key, size, "ns_per_stmt")
+        theirs = value_of(results, *theirs_key, size, "ns_per_stmt")
+        share = ratio(mine, theirs)
+        note = feature_verdict(mine_key, size, mine, share, limit, label) if judged else ""
+        rows.append((what, f"{size:,}", fine_number(mine), label, fine_number(theirs), ratio_text(share), note))
+
+    for what, mine_key, theirs_key, label, limit in FEATURE_ROWS:
+        for size in sizes:
+            add(what, mine_key, theirs_key, label, limit, size, size in FEATURE_TARGET_SIZES)
+    what, mine_key, theirs_key, label, limit = COMPILED_ROW
+    for size in sorted({key[2] for key in results if key[:2] in (mine_key, theirs_key)}):
+        add(what, mine_key, theirs_key, label, limit, size, True)
+
+    print()
+    print("Running, checking and emitting C, in ns per statement, each beside what it is held to:")
+    print()
+    header = ("workload", "S", "sxir", "beside", "its time", "ratio", "notes")
+    print("| " + " | ".join(header) + " |")
+    print("|" + "|".join(["---", "---:", "---:", "---", "---:", "---:", "---"]) + "|")
+    for row in rows:
+        print("| " + " | ".join(row) + " |")
+    print()
+    print("run: one run of the function from its inputs, after the one-time preparation; "
+          "LLVM: ExecutionEngine of kind Interpreter, runFunction on `void f(double*)` whose locals start "
+          "from and end in the array. preparation: what comes before the first run (LLVM: creating the engine).")
+    print("emit C: Halide: CodeGen_C writing a Module of the same bodies (one function per body) as C. "
+          "compiled workload: one call of the function compiled at -O2, emitted by sxir beside written by hand "
+          "(`v[t] = ((v[a] + v[b]) * v[c]) - v[d];` per statement on `double v[64]`).")
+    print("n/a: not measured (a benchmark that does not exist yet, or a peer that is not installed).")
+
+
 def main():
     directory = sys.argv[1]
     sizes = [int(s) for s in sys.argv[2].split()]
@@ -157,3 +254,4 @@ def main():
 
 if __name__ == "__main__":
     main()
+    print_feature_table(sys.argv[1], [int(s) for s in sys.argv[2].split()])

@@ -1,5 +1,6 @@
 #include "ir/CompoundStatement.hpp"
 
+#include "ir/Context.hpp"
 #include "ir/Function.hpp"
 #include "ir/Statement.hpp"
 #include "ir/detail/Cloning.hpp"
@@ -25,8 +26,15 @@ sxu::string CompoundStatement::asString() const
     return text;
 }
 
+sxu::list<Statement*>& CompoundStatement::getStatementList()
+{
+    getContext().noteChange();
+    return mStatements;
+}
+
 void CompoundStatement::appendStatement(Statement* statement)
 {
+    getContext().noteChange();
     std::unique_ptr<Statement> owned(statement);
     mStatements.push_back(statement);
     owned.release();

@@ -21,7 +21,8 @@ public:
     virtual sxu::string asString() const;
 
     Function const& getFunction() const { return *mFunction; }
-    sxu::list<Statement*>& getStatementList() { return mStatements; }
+    /// The list, for change: the context records a change.
+    sxu::list<Statement*>& getStatementList();
     sxu::list<Statement*> const& getStatementList() const { return mStatements; }
 
     /// Takes ownership of `statement` (also when appending fails) and puts it last.

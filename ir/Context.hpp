@@ -33,6 +33,14 @@ public:
     /// The one builtin type object of this context for `id`.
     virtual BuiltinType const& getBuiltinType(sxu::DataTypeId::Type id) const = 0;
 
+    /// A number that grows whenever IR of this context changes in a way that may change
+    /// what a run computes: a declaration added, a type or signature set, a statement
+    /// added, or a list handed out for change, an operand or condition set. The interpreter
+    /// prepares functions again once it moved.
+    unsigned long getRevision() const { return mRevision; }
+    /// Records such a change.
+    void noteChange() const { ++mRevision; }
+
     /// A new context over `env`, owned by the caller.
     static Context* create(RuntimeEnvironment const& env);
     /// Replaces the factory behind create(); returns true so it can initialise a static flag.
@@ -40,6 +48,7 @@ public:
 
 private:
     static Factory sFactory;
+    mutable unsigned long mRevision = 0;
 };
 
 } // namespace sxir

@@ -8,7 +8,8 @@ struct ErrorId {
     static constexpr char const* InvalidLValue = "sxir:expression:InvalidLValue";
     /// A scope refused a name that the runtime environment does not accept; arg1 is the name.
     static constexpr char const* InvalidIdentifier = "sxir:scope:InvalidIdentifier";
-    /// Defined for clients; the library itself never raises it.
+    /// A run selected an element or a sub-range outside its matrix: arg1 the selection,
+    /// arg2 the indices, arg3 the matrix's dimension and type, arg4 the function.
     static constexpr char const* IndexOutOfRange = "sxir:expression:IndexOutOfRange";
     /// An assignment whose sides both belong to no function; no arguments.
     static constexpr char const* CannotResolveFunction = "sxir:expression:CannotResolveFunction";
@@ -20,6 +21,28 @@ struct ErrorId {
     static constexpr char const* UnknownName = "sxir:scope:UnknownName";
     /// A long, long long or unsigned long long constant outside its data type's range; arg1 is the value in decimal.
     static constexpr char const* ConstantOutOfRange = "sxir:expression:ConstantOutOfRange";
+
+    // What a run of the interpreter reports. arg4 is the function running when it happened.
+
+    /// Interpreter::run was given the wrong number of inputs, an empty value, a value of another
+    /// element count, or a function where a number belongs (or the reverse); also a call whose
+    /// operand count differs from its callee's inputs. arg1 the function or call, arg2 and arg3 what
+    /// was expected and what was given.
+    static constexpr char const* EvalInvalidArguments = "sxir:eval:InvalidArguments";
+    /// An operand, a condition, an assigned value or a call operand whose shape does not fit:
+    /// arg1 the expression or statement, arg2 what fits, arg3 what it is.
+    static constexpr char const* EvalDimensionMismatch = "sxir:eval:DimensionMismatch";
+    /// An unset call operand or assignment side, or a call through a variable that holds no
+    /// function: arg1 the expression or statement, arg2 which part.
+    static constexpr char const* EvalUnsetOperand = "sxir:eval:UnsetOperand";
+    /// Calls nested deeper than the interpreter's limit: arg1 the function called, arg2 the limit.
+    static constexpr char const* EvalCallDepthExceeded = "sxir:eval:CallDepthExceeded";
+    /// Something that has no value: a client node without an evaluator, a variable of another
+    /// function, a function of another context: arg1 the expression, arg2 why.
+    static constexpr char const* EvalNotEvaluable = "sxir:eval:NotEvaluable";
+    /// An assignment to something that is not assignable storage (an input, a constant, an
+    /// operator, a call, a function): arg1 the left side.
+    static constexpr char const* EvalNotAssignable = "sxir:eval:NotAssignable";
 };
 
 } // namespace sxir

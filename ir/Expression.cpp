@@ -86,9 +86,7 @@ Expression::Expression(Context const& context, unsigned long long const& value)
     : Expression(context, checkedValue<unsigned int>(context, value))
 {}
 
-Expression::Expression(Context const& context, float const& value)
-    : Expression(context, static_cast<double>(value))
-{}
+Expression::Expression(Context const& context, float const& value) : Expression(context, static_cast<double>(value)) {}
 
 Expression::Expression(char const& value) : Expression(lastContext(), value) {}
 Expression::Expression(unsigned char const& value) : Expression(lastContext(), value) {}

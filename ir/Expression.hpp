@@ -182,16 +182,16 @@ SXIR_API Expression call(Expression const& function);
 // Each binary operation also takes a plain number on either side, made a constant in the
 // context of the handle on the other side.
 #define SXIR_BINARY(id, name)                                                                                          \
-    SXIR_API Expression name(Expression const& left, Expression const& right);                                        \
+    SXIR_API Expression name(Expression const& left, Expression const& right);                                         \
     template <class T, detail::IfNumber<T> = 0>                                                                        \
     Expression name(Expression const& left, T right)                                                                   \
     {                                                                                                                  \
-        return Expression(OpId::id, left, Expression(left.getContext(), right));                                      \
+        return Expression(OpId::id, left, Expression(left.getContext(), right));                                       \
     }                                                                                                                  \
     template <class T, detail::IfNumber<T> = 0>                                                                        \
     Expression name(T left, Expression const& right)                                                                   \
     {                                                                                                                  \
-        return Expression(OpId::id, Expression(right.getContext(), left), right);                                     \
+        return Expression(OpId::id, Expression(right.getContext(), left), right);                                      \
     }
 #define SXIR_NATIVE_UNARY(id, symbol, op) SXIR_API Expression operator op(Expression const& operand);
 #define SXIR_NATIVE_BINARY(id, symbol, op) SXIR_BINARY(id, operator op)

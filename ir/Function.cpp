@@ -83,6 +83,7 @@ Function::~Function()
 
 void Function::setSignature(FunctionSignature const& signature)
 {
+    getContext().noteChange();
     initializeFunctionScopes();
     keepReplaced(mReplacedSignatures, mSignature);
     mSignature.reset(new FunctionSignature(signature));

@@ -1,5 +1,6 @@
 #include "ir/FunctionRef.hpp"
 
+#include "ir/Context.hpp"
 #include "ir/Function.hpp"
 #include "ir/FunctionSignature.hpp"
 #include "ir/Scope.hpp"
@@ -10,6 +11,12 @@ namespace sxir {
 FunctionRef::FunctionRef(Function const& function) : ExpressionDataShim(function.getContext()), mFunction(&function) {}
 
 FunctionRef::~FunctionRef() = default;
+
+void FunctionRef::setFunction(Function const& function)
+{
+    getContext().noteChange();
+    mFunction = &function;
+}
 
 Function const* FunctionRef::resolveFunction() const
 {

@@ -19,7 +19,7 @@ public:
     ~FunctionRef() override;
 
     Function const& getFunction() const { return *mFunction; }
-    void setFunction(Function const& function) { mFunction = &function; }
+    void setFunction(Function const& function);
 
     /// The function whose scope declares the referenced one, or null.
     Function const* resolveFunction() const override;

@@ -34,14 +34,14 @@ public:
 
     explicit UnsearchedIf(EffectAnalysis& analysis) : mAnalysis(analysis) {}
 
-    std::pair<FootprintUnion, bool> of(IfStatement& statement)
+    std::pair<FootprintUnion, bool> of(IfStatement const& statement)
     {
         mLevels.assign(1, Level());
         detail::StatementWalker<UnsearchedIf>::walkStatement(*this, statement, {});
         return {std::move(mLevels.front().effect), mLevels.front().stays};
     }
 
-    Visit enterStatement(Statement& statement, Data&)
+    Visit enterStatement(Statement const& statement, Data&)
     {
         if (asIf(statement) == nullptr) {
             mLevels.back().effect.add(mAnalysis.ofAssignment(statement));
@@ -54,9 +54,9 @@ public:
         mLevels.back().stays = condition.mayStop;
         return Visit::Enter;
     }
-    static Visit enterList(Statement&, unsigned long, Data&, Data&) { return Visit::Enter; }
-    static void leaveList(Statement&, unsigned long, Data&) {}
-    bool leaveStatement(Statement& statement, Data&)
+    static Visit enterList(Statement const&, unsigned long, Data&, Data&) { return Visit::Enter; }
+    static void leaveList(Statement const&, unsigned long, Data&) {}
+    bool leaveStatement(Statement const& statement, Data&)
     {
         if (asIf(statement) != nullptr) {
             Level done = std::move(mLevels.back());
@@ -187,54 +187,91 @@ private:
     std::uint64_t mEpochs = 0;
 };
 
-/// Removes, innermost first, every if whose branches are empty and whose condition cannot
-/// stop the run: an if emptied by this very removal goes too.
+/// Removes every if whose branches are empty and whose condition cannot stop the run,
+/// including one emptied only by that removal. The walk finds the outermost such ifs, whose
+/// branches hold only such ifs; they go, with what they hold, once it is over.
 class EmptyIfRemoval {
 public:
-    struct Data {};
+    struct Data {
+        CompoundStatement const* list; // the list holding the statements walked
+    };
 
     explicit EmptyIfRemoval(EffectAnalysis& analysis) : mAnalysis(analysis) {}
 
     void removeFrom(CompoundStatement& body)
     {
-        detail::StatementWalker<EmptyIfRemoval>::walkList(*this, body, {});
-        removeMarked(body.getStatementList());
+        mLevels.assign(1, Level());
+        detail::StatementWalker<EmptyIfRemoval>::walkList(*this, body, Data{&body});
+        keep(mLevels.front());
+        std::unordered_set<Statement const*> going;
+        std::vector<CompoundStatement const*> lists;
+        std::unordered_set<CompoundStatement const*> listed;
+        for (auto const& [list, statement] : mGoing) {
+            going.insert(statement);
+            if (listed.insert(list).second) {
+                lists.push_back(list);
+            }
+        }
+        for (CompoundStatement const* list : lists) {
+            // The IR is the caller's to change; the walk only read it.
+            StatementList& statements = const_cast<CompoundStatement*>(list)->getStatementList();
+            for (ListPosition at = statements.begin(); at != statements.end();) {
+                if (going.erase(*at) != 0) {
+                    Base::destroy(*at);
+                    at = statements.erase(at);
+                } else {
+                    ++at;
+                }
+            }
+        }
     }
 
-    static Visit enterStatement(Statement& statement, Data&)
+    Visit enterStatement(Statement const& statement, Data&)
     {
-        return asIf(statement) != nullptr ? Visit::Enter : Visit::Skip;
+        if (asIf(statement) == nullptr) {
+            mLevels.back().allGo = false;
+            return Visit::Skip;
+        }
+        mLevels.emplace_back();
+        return Visit::Enter;
     }
-    static Visit enterList(Statement&, unsigned long, Data&, Data&) { return Visit::Enter; }
-    void leaveList(Statement& owner, unsigned long position, Data&)
+    static Visit enterList(Statement const& owner, unsigned long position, Data&, Data& child)
     {
-        removeMarked(owner.getStatementList(position).getStatementList());
+        child.list = &owner.getStatementList(position);
+        return Visit::Enter;
     }
-    bool leaveStatement(Statement& statement, Data&)
+    static void leaveList(Statement const&, unsigned long, Data&) {}
+    bool leaveStatement(Statement const& statement, Data& data)
     {
-        IfStatement* ifStatement = asIf(statement);
-        if (ifStatement != nullptr && ifStatement->isEmpty() && !mAnalysis.ofCondition(statement).mayStop) {
-            mMarked.insert(ifStatement);
+        if (asIf(statement) == nullptr) {
+            return true;
+        }
+        Level inner = std::move(mLevels.back());
+        mLevels.pop_back();
+        Level& outer = mLevels.back();
+        if (inner.allGo && !mAnalysis.ofCondition(statement).mayStop) {
+            // What it holds goes with it.
+            outer.going.emplace_back(data.list, &statement);
+        } else {
+            keep(inner);
+            outer.allGo = false;
         }
         return true;
     }
 
 private:
-    /// The marks are all in the list just walked, whose nested lists were cleared before.
-    void removeMarked(StatementList& list)
-    {
-        for (ListPosition at = list.begin(); !mMarked.empty() && at != list.end();) {
-            if (mMarked.erase(*at) != 0) {
-                Base::destroy(*at);
-                at = list.erase(at);
-            } else {
-                ++at;
-            }
-        }
-    }
+    /// The statements of one if's branches, or of the body.
+    struct Level {
+        bool allGo = true; // every statement is an if that goes
+        std::vector<std::pair<CompoundStatement const*, Statement const*>> going;
+    };
+
+    /// The ifs that go from the lists of a statement that stays.
+    void keep(Level const& level) { mGoing.insert(mGoing.end(), level.going.begin(), level.going.end()); }
 
     EffectAnalysis& mAnalysis;
-    std::unordered_set<Statement const*> mMarked;
+    std::vector<Level> mLevels;
+    std::vector<std::pair<CompoundStatement const*, Statement const*>> mGoing;
 };
 
 } // namespace

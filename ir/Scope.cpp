@@ -66,6 +66,7 @@ ScopeItem* Scope::adopt(std::unique_ptr<ScopeItem> item)
     if (!mData->mConfiguration->isValidScopeItemType(type)) {
         context.reportError(ErrorId::InvalidScopeItemType, ScopeItem::typeToString(type), none, none, none);
     }
+    context.noteChange();
     unsigned long const id = mData->mItems.size();
     mData->mItems.reserveMore(1);
     mData->mIndex.emplace(name, id);

@@ -1,5 +1,6 @@
 #include "ir/SubMatrix.hpp"
 
+#include "ir/Context.hpp"
 #include "ir/MatrixType.hpp"
 #include "ir/detail/Cloning.hpp"
 #include "ir/detail/Equivalence.hpp"
@@ -42,6 +43,7 @@ void SubMatrix::setLast(unsigned long last)
 
 void SubMatrix::clearType()
 {
+    getContext().noteChange();
     mCachedType.reset();
 }
 

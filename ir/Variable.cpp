@@ -28,6 +28,13 @@ void Variable::setType(Type const& type)
 {
     // Clone before letting go of the old type: `type` may be the old type itself.
     mType.reset(type.clone());
+    getContext().noteChange();
+}
+
+void Variable::setMutable(bool isMutable)
+{
+    getContext().noteChange();
+    mMutable = isMutable;
 }
 
 sxu::string Variable::asString() const

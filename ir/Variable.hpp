@@ -21,7 +21,7 @@ public:
     /// Stores a clone of `type`; the caller keeps the argument.
     void setType(Type const& type);
     bool isMutable() const { return mMutable; }
-    void setMutable(bool isMutable) { mMutable = isMutable; }
+    void setMutable(bool isMutable);
 
     /// Identity: two distinct variables are never equal.
     bool operator==(Variable const& other) const { return this == &other; }

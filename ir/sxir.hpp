@@ -31,6 +31,7 @@
 #include "ir/FunctionRef.hpp"
 #include "ir/FunctionSignature.hpp"
 #include "ir/IfStatement.hpp"
+#include "ir/Interpreter.hpp"
 #include "ir/IrObject.hpp"
 #include "ir/MatrixRef.hpp"
 #include "ir/MatrixType.hpp"

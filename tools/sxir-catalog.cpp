@@ -1,14 +1,19 @@
 // sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned.
+#include "ir/BuiltinType.hpp"
 #include "ir/CodeHoistor.hpp"
 #include "ir/Context.hpp"
+#include "ir/Function.hpp"
+#include "ir/Interpreter.hpp"
 #include "ir/Module.hpp"
 #include "ir/SafeCodeHoistor.hpp"
 #include "ir/Scope.hpp"
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
+#include "ir/Variable.hpp"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -18,6 +23,7 @@
 namespace {
 
 char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clone] [NAME...]\n"
+                           "       sxir-catalog --run NAME [VALUE...]\n"
                            "       sxir-catalog --list | --help | --version\n"
                            "\n"
                            "Prints the sample modules of the sxir test catalog, each after a line\n"
@@ -30,6 +36,9 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clon
                            "  --clone    print a clone of each module made in a second context\n"
                            "  --help     print this help\n"
                            "  --version  print the version\n"
+                           "  --run      run the sample's last function on one VALUE per input (a number,\n"
+                           "             or a matrix's numbers in storage order separated by commas) and\n"
+                           "             print each output; it comes first and takes the rest of the line\n"
                            "\n"
                            "--list, --help and --version each stand alone.\n";
 
@@ -77,6 +86,10 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
             command.hoist = hoist;
         } else if (argument == "--clone") {
             command.clone = true;
+        } else if (argument == "--run") {
+            std::cerr << "sxir-catalog: '--run' comes first and takes the rest of the line\n"
+                      << "Try 'sxir-catalog --help'.\n";
+            return false;
         } else if (!argument.empty() && argument[0] == '-') {
             std::cerr << "sxir-catalog: unknown option '" << argument << "'\n"
                       << "Try 'sxir-catalog --help'.\n";
@@ -154,16 +167,84 @@ ExitStatus run(CommandLine const& command, std::vector<sxu::string> const& valid
     return Success;
 }
 
+/// The numbers of `text`, separated by commas; false unless it is exactly that.
+bool parseNumbers(std::string const& text, std::vector<double>& numbers)
+{
+    std::size_t start = 0;
+    for (;;) {
+        std::size_t const end = std::min(text.find(',', start), text.size());
+        std::string const item = text.substr(start, end - start);
+        char* stop = nullptr;
+        double const value = std::strtod(item.c_str(), &stop);
+        if (item.empty() || stop != item.c_str() + item.size()) {
+            return false;
+        }
+        numbers.push_back(value);
+        if (end == text.size()) {
+            return true;
+        }
+        start = end + 1;
+    }
+}
+
+/// `--run NAME VALUE...`: the sample's last function run on one value per input.
+ExitStatus runSample(int argc, char** argv, std::vector<sxu::string> const& valid)
+{
+    if (argc < 3 || std::find(valid.begin(), valid.end(), argv[2]) == valid.end()) {
+        std::cerr << "sxir-catalog: --run needs the name of a sample; try 'sxir-catalog --list'\n";
+        return BadCommandLine;
+    }
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    sxir::Scope& scope = sxir::TestCatalog::get()->createModule(argv[2], *context)->getModuleScope();
+    auto const& function = static_cast<sxir::Function const&>(*scope.getGenericScopeItem(scope.getNumScopeItems() - 1));
+    sxir::Scope const& inputScope = function.getFunctionScope(sxir::FunctionScopeType::Input);
+    if (static_cast<unsigned long>(argc - 3) != inputScope.getNumScopeItems()) {
+        std::cerr << "sxir-catalog: " << function.getName() << " takes " << inputScope.getNumScopeItems() << " inputs ("
+                  << inputScope.asString(", ") << "); " << argc - 3 << " values given\n";
+        return BadCommandLine;
+    }
+    std::vector<sxir::Value> inputs;
+    for (unsigned long i = 0; i < inputScope.getNumScopeItems(); ++i) {
+        auto const& input = static_cast<sxir::Variable const&>(*inputScope.getGenericScopeItem(i));
+        sxir::Type const& type = input.getType();
+        std::vector<double> numbers;
+        sxu::Dimension const& dimension = type.getDimension();
+        bool const numeric = type.getTypeId() != sxir::TypeId::FunctionSignature;
+        if (!numeric || !parseNumbers(argv[3 + i], numbers) || numbers.size() != dimension.m() * dimension.n()) {
+            std::cerr << "sxir-catalog: input '" << input.getName() << "' (" << input.asString() << ") takes "
+                      << (numeric ? std::to_string(dimension.m() * dimension.n()) + " number(s), separated by commas"
+                                  : std::string("a function, which a command line cannot give"))
+                      << "; got '" << argv[3 + i] << "'\n";
+            return BadCommandLine;
+        }
+        auto const id = static_cast<sxir::BuiltinType const&>(type.getBaseType()).getType();
+        inputs.emplace_back(id, dimension, numbers);
+    }
+    try {
+        std::vector<sxir::Value> const outputs = sxir::Interpreter(*context).run(function, inputs);
+        sxir::Scope const& outputScope = function.getFunctionScope(sxir::FunctionScopeType::Output);
+        for (std::size_t i = 0; i < outputs.size(); ++i) {
+            std::cout << outputScope.getGenericScopeItem(i)->getName() << " = " << outputs[i].asString() << '\n';
+        }
+    } catch (sxir::ReportedError const& error) {
+        std::cerr << "sxir-catalog: " << error.what() << '\n';
+        return Failure;
+    }
+    return Success;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     std::vector<sxu::string> const valid = sxir::TestCatalog::get()->getEntryNames();
     CommandLine command;
-    if (!parse(argc, argv, valid, command)) {
+    bool const running = argc > 1 && std::string(argv[1]) == "--run";
+    if (!running && !parse(argc, argv, valid, command)) {
         return BadCommandLine;
     }
-    ExitStatus const status = run(command, valid);
+    ExitStatus const status = running ? runSample(argc, argv, valid) : run(command, valid);
     // Output that never arrived (a full disk, a closed pipe) is a failure, whatever was printed.
     errno = 0;
     if (!std::cout.flush()) {

@@ -14,6 +14,10 @@
 // Halide::Internal::equal on the two bodies; copying is a full rebuild through
 // substitute, replacing every variable by a fresh one so that every node above
 // the leaves is made anew; destruction is dropping the last reference.
+//
+// Emitting C is Halide's C code generator (CodeGen_C, C implementation) writing
+// a Module into a std::ostringstream; the module holds one function per body,
+// without arguments, whose body is the body's Block chain as built above.
 #include "bench/Workload.hpp"
 #include "bench/peers/BigStack.hpp"
 
@@ -172,6 +176,52 @@ void runDestroy(benchmark::State& state, long size)
     bench::setStatementCounters(state, count * size);
 }
 
+/// A module "m" with the functions f0.. whose bodies are the bodies of `size`
+/// statements, kept across repetitions.
+Halide::Module const& reusedModule(long size)
+{
+    return bench::reuse<Halide::Module>("emit/" + std::to_string(size), [size] {
+        auto module = std::make_unique<Halide::Module>("m", Halide::get_host_target());
+        std::vector<Stmt> const bodies = buildBodies(bench::bodiesPerIteration(size), size);
+        for (std::size_t i = 0; i < bodies.size(); ++i) {
+            module->append(hi::LoweredFunc("f" + std::to_string(i), std::vector<hi::LoweredArgument>(), bodies[i],
+                                           Halide::LinkageType::External));
+        }
+        return module;
+    });
+}
+
+void runEmit(benchmark::State& state, long size)
+{
+    Halide::Module const& module = reusedModule(size);
+    long const count = static_cast<long>(module.functions().size());
+    std::size_t length = 0;
+    for (auto _ : state) {
+        std::ostringstream stream;
+        {
+            hi::CodeGen_C generator(stream, module.target(), hi::CodeGen_C::CImplementation);
+            generator.compile(module);
+        }
+        std::string const text = stream.str();
+        benchmark::DoNotOptimize(text.data());
+        state.PauseTiming();
+        // The last function, and the store of the last statement into its buffer,
+        // as in "((double *)_v7)[0] = _2;".
+        std::string const last =
+            "_" + bench::localName(bench::shapeOf(static_cast<unsigned long>(size - 1)).target) + ")[0] = ";
+        if (text.find(" f" + std::to_string(count - 1) + "()") == std::string::npos ||
+            text.find(last) == std::string::npos) {
+            state.SkipWithError("the C text lacks the functions or their statements");
+            return;
+        }
+        length = text.size();
+        state.ResumeTiming();
+    }
+    state.counters["bytes_per_stmt_text"] =
+        static_cast<double>(length) / (static_cast<double>(count) * static_cast<double>(size));
+    bench::setStatementCounters(state, count * size);
+}
+
 void runMemory(benchmark::State& state, long size)
 {
     for (auto _ : state) {
@@ -191,5 +241,6 @@ void runMemory(benchmark::State& state, long size)
 int main(int argc, char** argv)
 {
     bench::registerWorkloads("halide", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
+    bench::registerSizes("halide", "emit", runEmit);
     return bench::runOnBigStack([&] { return bench::runBenchmarks(argc, argv); });
 }

@@ -13,9 +13,17 @@
 // close to sxir's "another context" as LLVM's cloning goes; CloneFunction itself
 // does the same work but into the source's own module. Destruction deletes the
 // module that owns the function.
+//
+// Interpreting runs the body, as a function `void f(double* v)` whose locals
+// start as v[0..63] and are stored back there at the end, on LLVM's interpreter
+// (an ExecutionEngine of kind Interpreter): one runFunction per body. Creating
+// the engine, which takes the module, is the one-time preparation, timed apart.
 #include "bench/Workload.hpp"
 #include "bench/peers/BigStack.hpp"
 
+#include <llvm/ExecutionEngine/ExecutionEngine.h>
+#include <llvm/ExecutionEngine/GenericValue.h>
+#include <llvm/ExecutionEngine/Interpreter.h>
 #include <llvm/IR/BasicBlock.h>
 #include <llvm/IR/Function.h>
 #include <llvm/IR/IRBuilder.h>
@@ -43,22 +51,46 @@ std::unique_ptr<llvm::Module> newModule(char const* name)
     return std::make_unique<llvm::Module>(name, context());
 }
 
-/// A function `void name()` whose entry block holds the allocas of the locals,
-/// with a builder positioned after them.
+/// What a body's function exchanges with its caller.
+enum class Parameters {
+    None,     ///< `void name()`
+    LocalsIn  ///< `void name(double* v)`: the locals start as v[0..63] and end there
+};
+
+/// A function whose entry block holds the allocas of the locals (and, with
+/// Parameters::LocalsIn, their initial values), with a builder positioned after them.
 struct Body {
     llvm::Function* function;
     std::vector<llvm::AllocaInst*> v;
     std::unique_ptr<llvm::IRBuilder<>> builder;
+    Parameters parameters;
 
-    Body(llvm::Module& module, std::string const& name)
+    Body(llvm::Module& module, std::string const& name, Parameters parameters = Parameters::None)
+        : parameters(parameters)
     {
-        auto* type = llvm::FunctionType::get(llvm::Type::getVoidTy(context()), false);
+        llvm::Type* const real = llvm::Type::getDoubleTy(context());
+        std::vector<llvm::Type*> inputs;
+        if (parameters == Parameters::LocalsIn) {
+            inputs.push_back(real->getPointerTo());
+        }
+        auto* type = llvm::FunctionType::get(llvm::Type::getVoidTy(context()), inputs, false);
         function = llvm::Function::Create(type, llvm::Function::ExternalLinkage, name, module);
         auto* entry = llvm::BasicBlock::Create(context(), "entry", function);
         builder = std::make_unique<llvm::IRBuilder<>>(entry);
         for (unsigned i = 0; i < bench::kLocals; ++i) {
-            v.push_back(builder->CreateAlloca(builder->getDoubleTy(), nullptr, bench::localName(i)));
+            v.push_back(builder->CreateAlloca(real, nullptr, bench::localName(i)));
         }
+        if (parameters == Parameters::LocalsIn) {
+            for (unsigned i = 0; i < bench::kLocals; ++i) {
+                builder->CreateStore(builder->CreateLoad(real, element(i)), v[i]);
+            }
+        }
+    }
+
+    /// &v[i] of the parameter.
+    llvm::Value* element(unsigned i)
+    {
+        return builder->CreateConstInBoundsGEP1_64(builder->getDoubleTy(), function->getArg(0), i);
     }
 
     void write(long size)
@@ -73,16 +105,22 @@ struct Body {
             llvm::Value* const difference = b.CreateFSub(product, b.CreateLoad(real, v[s.d]));
             b.CreateStore(difference, v[s.target]);
         }
+        if (parameters == Parameters::LocalsIn) {
+            for (unsigned i = 0; i < bench::kLocals; ++i) {
+                b.CreateStore(b.CreateLoad(real, v[i]), element(i));
+            }
+        }
         b.CreateRetVoid();
     }
 };
 
 /// `count` functions f0.. of `size` statements each in `module`.
-std::vector<llvm::Function*> buildBodies(llvm::Module& module, long count, long size)
+std::vector<llvm::Function*> buildBodies(llvm::Module& module, long count, long size,
+                                         Parameters parameters = Parameters::None)
 {
     std::vector<llvm::Function*> functions;
     for (long i = 0; i < count; ++i) {
-        Body body(module, "f" + std::to_string(i));
+        Body body(module, "f" + std::to_string(i), parameters);
         body.write(size);
         functions.push_back(body.function);
     }
@@ -222,10 +260,95 @@ void runMemory(benchmark::State& state, long size)
     }
 }
 
+/// LLVM's interpreter over `module`; null, with the reason in `error`, when it cannot be made.
+std::unique_ptr<llvm::ExecutionEngine> newInterpreter(std::unique_ptr<llvm::Module> module, std::string& error)
+{
+    return std::unique_ptr<llvm::ExecutionEngine>(llvm::EngineBuilder(std::move(module))
+                                                      .setEngineKind(llvm::EngineKind::Interpreter)
+                                                      .setErrorStr(&error)
+                                                      .create());
+}
+
+/// One run of `function` (`void f(double* v)`) on the locals v[0..63].
+void interpret(llvm::ExecutionEngine& engine, llvm::Function* function, double* v)
+{
+    llvm::GenericValue const argument = llvm::PTOGV(v);
+    engine.runFunction(function, argument);
+}
+
+/// An interpreter over a module of bodies that take their locals, kept across repetitions.
+struct Interpretation {
+    std::string error;
+    std::vector<llvm::Function*> functions;
+    std::unique_ptr<llvm::ExecutionEngine> engine;
+    bool checked = false;
+};
+
+void runInterpret(benchmark::State& state, long size)
+{
+    long const count = bench::bodiesPerIteration(size);
+    Interpretation& interpretation = bench::reuse<Interpretation>("interpret/" + std::to_string(size), [count, size] {
+        auto made = std::make_unique<Interpretation>();
+        std::unique_ptr<llvm::Module> module = newModule("m");
+        made->functions = buildBodies(*module, count, size, Parameters::LocalsIn);
+        made->engine = newInterpreter(std::move(module), made->error);
+        return made;
+    });
+    if (!interpretation.engine) {
+        state.SkipWithError(("no interpreter: " + interpretation.error).c_str());
+        return;
+    }
+    double v[bench::kLocals];
+    if (!interpretation.checked) {
+        // Every body computes what the same arithmetic in C++ computes.
+        auto const expected = bench::expectedLocals(size);
+        for (llvm::Function* function : interpretation.functions) {
+            bench::setInitialValues(v);
+            interpret(*interpretation.engine, function, v);
+            if (!bench::sameLocals(v, expected)) {
+                state.SkipWithError("the interpreter computed other values");
+                return;
+            }
+        }
+        interpretation.checked = true;
+    }
+    for (auto _ : state) {
+        for (llvm::Function* function : interpretation.functions) {
+            bench::setInitialValues(v);
+            interpret(*interpretation.engine, function, v);
+        }
+        benchmark::DoNotOptimize(v);
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
+void runInterpretPrepare(benchmark::State& state, long size)
+{
+    long const count = bench::bodiesPerIteration(size);
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<llvm::Module> module = newModule("m");
+        buildBodies(*module, count, size, Parameters::LocalsIn);
+        std::string error;
+        state.ResumeTiming();
+        std::unique_ptr<llvm::ExecutionEngine> engine = newInterpreter(std::move(module), error);
+        state.PauseTiming();
+        if (!engine) {
+            state.SkipWithError(("no interpreter: " + error).c_str());
+            return;
+        }
+        engine.reset();
+        state.ResumeTiming();
+    }
+    bench::setStatementCounters(state, count * size);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     bench::registerWorkloads("llvm", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
+    bench::registerSizes("llvm", "interpret", runInterpret);
+    bench::registerSizes("llvm", "interpret-prepare", runInterpretPrepare);
     return bench::runOnBigStack([&] { return bench::runBenchmarks(argc, argv); });
 }

@@ -169,16 +169,16 @@ struct BodyReferences {
     struct Data {};
     ExpressionEffects& effects;
 
-    Visit enterStatement(Statement& statement, Data&)
+    Visit enterStatement(Statement const& statement, Data&)
     {
         for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
             effects.walk(statement.getExpressionNode(i));
         }
         return Visit::Enter;
     }
-    static Visit enterList(Statement&, unsigned long, Data&, Data&) { return Visit::Enter; }
-    static void leaveList(Statement&, unsigned long, Data&) {}
-    static bool leaveStatement(Statement&, Data&) { return true; }
+    static Visit enterList(Statement const&, unsigned long, Data&, Data&) { return Visit::Enter; }
+    static void leaveList(Statement const&, unsigned long, Data&) {}
+    static bool leaveStatement(Statement const&, Data&) { return true; }
 };
 
 /// What `function`'s body refers to without declaring it, and the functions it calls.
@@ -187,7 +187,7 @@ EffectAnalysis::Reach bodyReferences(Function const& function)
     Gathered gathered;
     ExpressionEffects effects(nullptr, gathered);
     BodyReferences pass{effects};
-    StatementWalker<BodyReferences>::walkList(pass, const_cast<CompoundStatement&>(function.getStatements()), {});
+    StatementWalker<BodyReferences>::walkList(pass, function.getStatements(), {});
     EffectAnalysis::Reach direct;
     for (auto const& used : gathered.variables) {
         if (!declares(function, *used.first)) {

@@ -1,6 +1,7 @@
 // Sub-expressions held as counted node references, and the handles their accessors give out.
 #pragma once
 
+#include "ir/Context.hpp"
 #include "ir/Expression.hpp"
 #include "ir/ExpressionData.hpp"
 #include "util/Allocate.hpp"
@@ -37,6 +38,7 @@ public:
     /// Makes `slot` (at `position`) hold `value`, then lets go of what it held.
     static void set(HandleCache* cache, unsigned long position, ExpressionData*& slot, ExpressionData const& value)
     {
+        value.getContext().noteChange();
         ExpressionData* const previous = slot;
         slot = value.getReference();
         if (cache != nullptr && cache->mHandles[position] != nullptr) {

@@ -86,7 +86,7 @@ class StatementHasher {
 public:
     struct Data {};
 
-    Visit enterStatement(Statement& statement, Data&)
+    Visit enterStatement(Statement const& statement, Data&)
     {
         std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
         for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
@@ -96,13 +96,13 @@ public:
         mValues.push_back(value);
         return Visit::Enter;
     }
-    Visit enterList(Statement&, unsigned long position, Data&, Data&)
+    Visit enterList(Statement const&, unsigned long position, Data&, Data&)
     {
         mValues.back() = mixHash(mValues.back(), position);
         return Visit::Enter;
     }
-    void leaveList(Statement&, unsigned long, Data&) {}
-    bool leaveStatement(Statement&, Data&)
+    void leaveList(Statement const&, unsigned long, Data&) {}
+    bool leaveStatement(Statement const&, Data&)
     {
         if (mValues.size() > 1) {
             std::uint64_t const value = mValues.back();
@@ -129,7 +129,7 @@ std::uint64_t hashOf(ExpressionData const& node)
 std::uint64_t hashOf(Statement const& statement)
 {
     StatementHasher hasher;
-    StatementWalker<StatementHasher>::walkStatement(hasher, const_cast<Statement&>(statement), {});
+    StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
     return hasher.result();
 }
 

@@ -30,6 +30,10 @@ inline IfStatement* asIf(Statement& statement)
 {
     return IfOrNull().visit(statement);
 }
+inline IfStatement const* asIf(Statement const& statement)
+{
+    return IfOrNull().visit(statement);
+}
 
 inline StatementList& branchList(IfStatement& statement, bool branch)
 {

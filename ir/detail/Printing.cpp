@@ -139,7 +139,7 @@ public:
 
     explicit StatementPrinter(TextSink& out) : mOut(out) {}
 
-    Visit enterStatement(Statement& statement, Placement& placement)
+    Visit enterStatement(Statement const& statement, Placement& placement)
     {
         if (placement.inList) {
             mOut.append(std::string_view("    "));
@@ -163,7 +163,7 @@ public:
         mOut.append('\n');
         return Visit::Enter;
     }
-    Visit enterList(Statement& owner, unsigned long position, Placement&, Placement& nested)
+    Visit enterList(Statement const& owner, unsigned long position, Placement&, Placement& nested)
     {
         nested.inList = true;
         if (position == 0) {
@@ -175,8 +175,8 @@ public:
         mOut.append(std::string_view("else\n"));
         return Visit::Enter;
     }
-    void leaveList(Statement&, unsigned long, Placement&) {}
-    bool leaveStatement(Statement& statement, Placement& placement)
+    void leaveList(Statement const&, unsigned long, Placement&) {}
+    bool leaveStatement(Statement const& statement, Placement& placement)
     {
         if (statement.getNumStatementLists() != 0) {
             // An if statement within a list ends with the list's own line end: an empty line.
@@ -213,7 +213,7 @@ sxu::string textOf(Statement const& statement)
     {
         TextSink sink(text);
         StatementPrinter printer(sink);
-        StatementWalker<StatementPrinter>::walkStatement(printer, const_cast<Statement&>(statement), Placement{false});
+        StatementWalker<StatementPrinter>::walkStatement(printer, statement, Placement{false});
     }
     return text;
 }
@@ -222,7 +222,7 @@ void printStatements(CompoundStatement const& list, sxu::string& out)
 {
     TextSink sink(out);
     StatementPrinter printer(sink);
-    StatementWalker<StatementPrinter>::walkList(printer, const_cast<CompoundStatement&>(list), Placement{true});
+    StatementWalker<StatementPrinter>::walkList(printer, list, Placement{true});
 }
 
 } // namespace detail

@@ -240,21 +240,20 @@ enum class Visit { Skip, Enter, Stop };
 
 /// Walks statement lists in order, entering the lists nested in statements as `Pass`
 /// directs. Each frame carries the pass's `Pass::Data` (trivially copyable):
-///   Visit enterStatement(Statement& statement, Data& data): Enter walks its nested lists;
-///   Visit enterList(Statement& owner, unsigned long position, Data& data, Data& child): Enter walks
-///       nested list `position` of `owner` with `child` (a copy of `data` to begin with);
-///   void leaveList(Statement& owner, unsigned long position, Data& data);
-///   bool leaveStatement(Statement& statement, Data& data): false ends the walk.
-/// The walk moves past a statement before leaveStatement, which may so take it out of
-/// its list. Returns false when the pass ended the walk.
+///   Visit enterStatement(Statement const& statement, Data& data): Enter walks its nested lists;
+///   Visit enterList(Statement const& owner, unsigned long position, Data& data, Data& child): Enter
+///       walks nested list `position` of `owner` with `child` (a copy of `data` to begin with);
+///   void leaveList(Statement const& owner, unsigned long position, Data& data);
+///   bool leaveStatement(Statement const& statement, Data& data): false ends the walk.
+/// The lists are only read. Returns false when the pass ended the walk.
 template <class Pass>
 class StatementWalker {
 public:
     using Data = typename Pass::Data;
-    using Position = sxu::list<Statement*>::iterator;
+    using Position = sxu::list<Statement*>::const_iterator;
 
     /// Walks `list` with `data`.
-    static bool walkList(Pass& pass, CompoundStatement& list, Data const& data)
+    static bool walkList(Pass& pass, CompoundStatement const& list, Data const& data)
     {
         auto& statements = list.getStatementList();
         Walk walk{pass};
@@ -262,7 +261,7 @@ public:
     }
 
     /// Walks `statement` alone, as if it were a list of its own, with `data`.
-    static bool walkStatement(Pass& pass, Statement& statement, Data const& data)
+    static bool walkStatement(Pass& pass, Statement const& statement, Data const& data)
     {
         Walk walk{pass};
         return runWalk(walk, Frame{Position(), Position(), &statement, 0, false, false, false, data});
@@ -272,11 +271,11 @@ private:
     struct Frame {
         Position position;
         Position end;
-        Statement* single;    // the statement walked alone, or null for a list
-        unsigned long nested; // the nested lists of the current statement taken in turn so far
-        bool entered;         // the current statement was entered
-        bool listPending;     // a nested list of it is being walked
-        bool singleDone;      // the statement walked alone is done
+        Statement const* single; // the statement walked alone, or null for a list
+        unsigned long nested;    // the nested lists of the current statement taken in turn so far
+        bool entered;            // the current statement was entered
+        bool listPending;        // a nested list of it is being walked
+        bool singleDone;         // the statement walked alone is done
         Data data;
     };
 
@@ -287,7 +286,7 @@ private:
         Step step(Frame& frame, Frame& child)
         {
             for (;;) {
-                Statement* statement = frame.single;
+                Statement const* statement = frame.single;
                 if (statement == nullptr) {
                     if (frame.position == frame.end) {
                         return Step::Finish;

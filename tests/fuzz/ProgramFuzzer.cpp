@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <memory>
 #include <set>
@@ -397,11 +398,96 @@ private:
         check(copy == text, "a clone prints unlike its source", text + "\n--- clone:\n" + copy);
     }
 
+    /// What a run gives: the outputs, or the error it reported.
+    struct Outcome {
+        std::vector<sxir::Value> outputs;
+        std::string error;
+        bool operator==(Outcome const& other) const { return outputs == other.outputs && error == other.error; }
+    };
+
+    static Outcome runOnce(sxir::Interpreter& interpreter, sxir::Function const& function,
+                           std::vector<sxir::Value> const& inputs)
+    {
+        Outcome outcome;
+        try {
+            outcome.outputs = interpreter.run(function, inputs);
+        } catch (sxir::ReportedError const& error) {
+            outcome.error = error.what();
+        }
+        return outcome;
+    }
+
+    static std::string describe(Outcome const& outcome)
+    {
+        std::string text = outcome.error;
+        for (sxir::Value const& value : outcome.outputs) {
+            text += value.asString() + "; ";
+        }
+        return text;
+    }
+
+    /// Inputs for `function` from `pattern`, one number per element in turn; false when an input
+    /// is a function, which no pattern gives.
+    static bool inputsOf(sxir::Function const& function, std::vector<double> const& pattern,
+                         std::vector<sxir::Value>& inputs)
+    {
+        sxir::Scope const& scope = function.getFunctionScope(sxir::FunctionScopeType::Input);
+        std::size_t next = 0;
+        for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+            sxir::Type const& type = static_cast<sxir::Variable const*>(scope.getGenericScopeItem(i))->getType();
+            if (type.getTypeId() == sxir::TypeId::FunctionSignature ||
+                type.getBaseType().getTypeId() != sxir::TypeId::Builtin) {
+                return false;
+            }
+            std::vector<double> elements;
+            for (unsigned long k = 0; k < type.getDimension().m() * type.getDimension().n(); ++k) {
+                elements.push_back(pattern[next++ % pattern.size()]);
+            }
+            auto const id = static_cast<sxir::BuiltinType const&>(type.getBaseType()).getType();
+            inputs.emplace_back(id, type.getDimension(), elements);
+        }
+        return true;
+    }
+
+    /// Every function that can run, run on a few inputs: twice alike, and alike in a copy of the
+    /// module in another context (module variables start at zero in each interpreter).
+    void checkRuns(sxir::Module const& module)
+    {
+        double const inf = std::numeric_limits<double>::infinity();
+        std::vector<double> const patterns[] = {
+            {0.0},
+            {1.0, -2.0, 0.5, 3.0},
+            {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
+        };
+        auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
+        std::vector<sxir::Function*> const sources = functionsOf(const_cast<sxir::Module&>(module));
+        std::vector<sxir::Function*> const copies = functionsOf(*copy);
+        sxir::Interpreter here(*mContext), there(*mCloneContext), again(*mContext);
+        for (sxir::Interpreter* interpreter : {&here, &there, &again}) {
+            interpreter->setCallDepthLimit(4);
+        }
+        for (std::size_t k = 0; k < sources.size() && k < copies.size(); ++k) {
+            for (std::vector<double> const& pattern : patterns) {
+                std::vector<sxir::Value> inputs;
+                if (!sources[k]->hasSignature() || !inputsOf(*sources[k], pattern, inputs)) {
+                    continue;
+                }
+                Outcome const first = runOnce(here, *sources[k], inputs);
+                Outcome const second = runOnce(again, *sources[k], inputs);
+                Outcome const copied = runOnce(there, *copies[k], inputs);
+                check(first == second, "two runs differ", describe(first) + "\n" + describe(second));
+                check(first == copied, "a copy computes otherwise",
+                      describe(first) + "\n" + describe(copied) + "\n" + module.asString());
+            }
+        }
+    }
+
     void checkModule(sxir::Module& module)
     {
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
+        checkRuns(module);
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {
             survey(function->getStatements(), 1, nullptr, before);

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <string>
@@ -227,6 +229,175 @@ TEST(ErrorSites, ExpressionsReportedToAThrowingAndToAReturningReporter)
             EXPECT_EQ(site.run(w).asString(), site.text);
             return true;
         });
+    }
+}
+
+} // namespace
+
+namespace {
+
+/// A module of functions for a run to go wrong in: g(a) and f(x, M), of real_T and a 2x2 matrix M,
+/// the local t of g and the function-typed local h of f.
+struct RunWorld {
+    explicit RunWorld(sxir_test::RecordingEnvironment const& environment)
+        : env(environment), context(sxir_test::makeContext(environment))
+    {}
+
+    Function& function(char const* name, std::initializer_list<std::pair<char const*, Type const*>> inputs,
+                       std::initializer_list<char const*> outputs)
+    {
+        FunctionSignature signature(*context);
+        for (auto const& [input, type] : inputs) {
+            signature.addInput(input).setType(*type);
+        }
+        for (char const* output : outputs) {
+            signature.addOutput(output).setType(real);
+        }
+        auto* added = module.getModuleScope().addScopeItem<Function>(name);
+        added->setSignature(signature);
+        return *added;
+    }
+    /// `lhs`=`rhs` appended to f as it is, whatever the sides.
+    void append(Expression const* lhs, Expression const* rhs)
+    {
+        auto* statement = new AssignmentStatement(f);
+        if (lhs != nullptr) {
+            statement->setExpression(AssignmentStatement::LHS, *lhs);
+        }
+        if (rhs != nullptr) {
+            statement->setExpression(AssignmentStatement::RHS, *rhs);
+        }
+        f.append(statement);
+    }
+    std::vector<Value> runF() { return interpreter.run(f, inputs); }
+
+    sxir_test::RecordingEnvironment const& env;
+    sxir_test::ContextPtr context;
+    Module& module = *context->getGlobalScope().addScopeItem<Module>("m");
+    BuiltinType const& real = context->getBuiltinType(sxu::DataTypeId::Real);
+    MatrixType const square{*context, sxu::DataTypeId::Real, sxu::Dimension(2, 2)};
+    Function& g = function("g", {{"a", &real}}, {"r"});
+    Function& f = function("f", {{"x", &real}, {"M", &square}}, {"y"});
+    Variable& t = *g.getFunctionScope(FS::Local).addScopeItem<Variable>("t");
+    Expression x = f.expression("x"), M = f.expression("M"), y = f.expression("y");
+    Interpreter interpreter{*context};
+    std::vector<Value> const inputs = {Value(sxu::DataTypeId::Real, 1.5),
+                                       Value(sxu::DataTypeId::Real, sxu::Dimension(2, 2), {1, 2, 3, 4})};
+};
+
+/// A client node for which no evaluator is set.
+class Opaque : public CustomExpressionData {
+public:
+    explicit Opaque(Expression const& x) : CustomExpressionData(x.getContext()), mX(x) {}
+    Type const* getCustomType() const override { return mX.getGenericType(); }
+    unsigned long getNumOperands() const override { return 1; }
+    Expression const& getOperand(unsigned long) const override { return mX; }
+    sxu::string getCustomName() const override { return "opaque"; }
+    sxu::string asString() const override { return "opaque(" + mX.asString() + ")"; }
+    ExpressionData* clone(Function const& to) const override { return new Opaque(mX.clone(to)); }
+    bool localIsEquivalent(CustomExpressionData const&) const override { return false; }
+
+private:
+    Expression mX;
+};
+
+Expression opaque(Expression const& x)
+{
+    auto* node = new Opaque(x);
+    Expression const handle(*node);
+    node->releaseReference();
+    return handle;
+}
+
+struct RunSite {
+    char const* name;
+    char const* id;
+    std::array<std::string, 4> arguments;
+    std::function<std::vector<Value>(RunWorld&)> run;
+};
+
+// clang-format off
+#define RUN_SITE(name, id, a1, a2, a3, ...) \
+    RunSite{#name, ErrorId::id, {a1, a2, a3, "f"}, [](RunWorld& w) -> std::vector<Value> { __VA_ARGS__; return w.runF(); }}
+RunSite const runSites[] = {
+    // What run is given.
+    RUN_SITE(InputCount, EvalInvalidArguments, "f", "2 inputs", "1 values", return w.interpreter.run(w.f, {w.inputs[0]})),
+    RUN_SITE(EmptyInput, EvalInvalidArguments, "f", "input x: 1x1 real_T", "an empty value",
+             return w.interpreter.run(w.f, {Value(), w.inputs[1]})),
+    RUN_SITE(InputElementCount, EvalInvalidArguments, "f", "input M: 2x2 real_T", "1 elements",
+             return w.interpreter.run(w.f, {w.inputs[0], w.inputs[0]})),
+    RUN_SITE(FunctionForNumber, EvalInvalidArguments, "f", "input x: 1x1 real_T", "a function",
+             return w.interpreter.run(w.f, {Value(w.g), w.inputs[1]})),
+    RUN_SITE(FunctionOfAnotherContext, EvalInvalidArguments, "f", "a function of this interpreter's context with a signature", "",
+             RunWorld other(w.env); return w.interpreter.run(other.f, other.inputs)),
+    // A call whose function gained an input after the call was built.
+    RUN_SITE(OperandCount, EvalInvalidArguments, "g(x)", "1 operands", "g has 2 inputs",
+             *w.y = w.f.expression("g") << w.x;
+             FunctionSignature wider(*w.context); wider.addInput("a").setType(w.real); wider.addInput("b").setType(w.real);
+             wider.addOutput("r").setType(w.real); w.g.setSignature(wider)),
+    // Shapes that do not fit.
+    RUN_SITE(MatrixOperand, EvalDimensionMismatch, "(M+1)", "scalar operands", "operand 1 is 2x2 real_T", *w.y = w.M + 1.0),
+    RUN_SITE(MatrixIntoScalar, EvalDimensionMismatch, "y=M", "1x1 real_T", "2x2 real_T", *w.y = w.M),
+    RUN_SITE(MatrixCondition, EvalDimensionMismatch, "if M", "a scalar condition", "2x2 real_T", w.f.If(w.M); w.f.End()),
+    RUN_SITE(MatrixCallOperand, EvalDimensionMismatch, "g(M)", "input a: 1x1 real_T", "operand 1 is 2x2 real_T",
+             *w.y = w.f.expression("g") << w.M),
+    // What is not set.
+    RUN_SITE(UnsetCallOperand, EvalUnsetOperand, "g((nil))", "operand 1", "", *w.y = sxir::call(w.f.expression("g"))),
+    RUN_SITE(UnsetFunctionVariable, EvalUnsetOperand, "h(x)", "a variable that holds no function", "",
+             Variable& h = *w.f.getFunctionScope(FS::Local).addScopeItem<Variable>("h"); h.setType(w.g.getSignature());
+             *w.y = Expression(h) << w.x),
+    RUN_SITE(UnsetRightSide, EvalUnsetOperand, "an assignment", "the right side", "", w.append(&w.y, nullptr)),
+    // Calls too deep, and what has no value.
+    RUN_SITE(CallDepth, EvalCallDepthExceeded, "f", "3", "",
+             w.interpreter.setCallDepthLimit(3); *w.y = w.f.expression("f") << w.x << w.M),
+    RUN_SITE(ClientNodeWithoutEvaluator, EvalNotEvaluable, "opaque(x)", "a client node, and no evaluator is set", "",
+             *w.y = opaque(w.x)),
+    RUN_SITE(VariableOfAnotherFunction, EvalNotEvaluable, "t",
+             "a variable this function cannot reach, or of a type no value has", "", *w.y = Expression(w.t)),
+    RUN_SITE(CalleeWithoutOutput, EvalNotEvaluable, "k()", "k has no output", "",
+             Function& k = w.function("k", {}, {}); *w.y = sxir::call(Expression(k))),
+    // What cannot be assigned.
+    RUN_SITE(AssignToInput, EvalNotAssignable, "x", "", "", *w.x = 2.0),
+    RUN_SITE(AssignToConstant, EvalNotAssignable, "3", "", "", *Expression(*w.context, 3) = w.x),
+    RUN_SITE(AssignToOperator, EvalNotAssignable, "(y+1)", "", "", *(w.y + 1.0) = w.x),
+    // Elements and ranges outside their matrix.
+    RUN_SITE(ConstantIndex, IndexOutOfRange, "M(7,9)", "(7,9)", "2x2", *w.y = w.M(7, 9)),
+    RUN_SITE(ComputedIndex, IndexOutOfRange, "M(x,0)", "(1.5,0)", "2x2", *w.y = w.M(w.x, 0)),
+    RUN_SITE(Range, IndexOutOfRange, "M(1:5)", "(1:5)", "2x2", *w.y = w.M(Colon(1, 5))(0)),
+    RUN_SITE(IndexOfAScalar, IndexOutOfRange, "x(1,0)", "(1,0)", "1x1", *w.y = w.x(1)),
+};
+// clang-format on
+
+TEST(ErrorSites, RunsReportedToAThrowingAndToAReturningReporter)
+{
+    for (RunSite const& site : runSites) {
+        for (bool throwing : {true, false}) {
+            SCOPED_TRACE(std::string(site.name) + (throwing ? ", throwing reporter" : ", returning reporter"));
+            long const before = sxu::Allocate::getStatistics().bytesInUse;
+            {
+                std::unique_ptr<sxir_test::RecordingEnvironment> env =
+                    throwing ? std::make_unique<sxir_test::ThrowingEnvironment>()
+                             : std::make_unique<sxir_test::RecordingEnvironment>();
+                RunWorld w(*env);
+                bool threw = false;
+                std::vector<Value> outputs = {Value()};
+                try {
+                    outputs = site.run(w);
+                } catch (ReportedError const&) {
+                    threw = true;
+                }
+                EXPECT_EQ(threw, throwing);
+                EXPECT_TRUE(threw || outputs.empty());
+                ASSERT_EQ(env->reports().size(), 1u);
+                EXPECT_EQ(env->reports()[0].id, site.id);
+                EXPECT_EQ(env->reports()[0].arguments, site.arguments);
+                // The interpreter still runs what can run.
+                Function& ok = w.function("ok", {}, {"z"});
+                *ok.expression("z") = 1.0;
+                EXPECT_EQ(w.interpreter.run(ok, {}), std::vector<Value>{Value(sxu::DataTypeId::Real, 1)});
+            }
+            EXPECT_EQ(sxu::Allocate::getStatistics().bytesInUse, before) << "memory leaked";
+        }
     }
 }
 

@@ -45,7 +45,24 @@ void advance(Steps const& steps, Job& job, std::size_t end)
     }
 }
 
-/// A catalog sample built, cloned into the second context, then both hoisted and printed.
+/// Inputs for `function`: matrices count up from 1, scalars are 0, 1, 2 in turn (which picks valid indices).
+std::vector<sxir::Value> countingInputs(sxir::Function const& function)
+{
+    std::vector<sxir::Value> inputs;
+    sxir::Scope const& scope = function.getFunctionScope(sxir::FunctionScopeType::Input);
+    for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+        sxir::Type const& type = static_cast<sxir::Variable const*>(scope.getGenericScopeItem(i))->getType();
+        std::vector<double> elements;
+        for (unsigned long k = 0; k < type.getDimension().m() * type.getDimension().n(); ++k) {
+            elements.push_back(type.isScalar() ? static_cast<double>(i % 3) : static_cast<double>(k + 1));
+        }
+        inputs.emplace_back(sxu::DataTypeId::Real, type.getDimension(), elements);
+    }
+    return inputs;
+}
+
+/// A catalog sample built, cloned into the second context, then both hoisted and printed; then its
+/// last function run, twice by one interpreter.
 Steps sampleSteps(std::string const& name)
 {
     return {[name](Job& j) { j.module = sxir::TestCatalog::get()->createModule(name, *j.context); },
@@ -55,6 +72,15 @@ Steps sampleSteps(std::string const& name)
                 sxir::CodeHoistor().analyze(
                     static_cast<sxir::Module&>(*j.target->getGlobalScope().getGenericScopeItem(0)));
                 j.text();
+            },
+            [](Job& j) {
+                sxir::Scope& scope = j.module->getModuleScope();
+                auto const& f = static_cast<sxir::Function&>(*scope.getGenericScopeItem(scope.getNumScopeItems() - 1));
+                sxir::Interpreter interpreter(*j.context);
+                std::vector<sxir::Value> const inputs = countingInputs(f);
+                std::vector<sxir::Value> const first = interpreter.run(f, inputs);
+                EXPECT_EQ(first.size(), 1u);
+                EXPECT_EQ(interpreter.run(f, inputs), first);
             }};
 }
 
@@ -105,14 +131,14 @@ TEST(AllocationFailures, EveryAllocationOfEachOperationFailsInTurn)
     if (!sxu::AllocationFaults::isAvailable()) {
         GTEST_SKIP() << "this build cannot inject allocation failures (SXIR_FAULT_INJECTION is off)";
     }
-    // Each sample built, cloned, and hoisted and printed. No sample has an assignment that both branches of
-    // an if perform, and text is held in standard strings: the last finds no allocation to fail today.
-    unsigned long points[5] = {};
+    // Each sample built, cloned, hoisted and printed, and run. No sample has an assignment that both branches
+    // of an if perform, and text is held in standard strings: hoisting and printing find no allocation to fail.
+    unsigned long points[6] = {};
     for (std::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
         SCOPED_TRACE(name);
         std::string const golden = goldenText(name);
-        for (std::size_t step = 0; step < 3; ++step) {
-            sweep(sampleSteps(name), step, step + 1, golden + "\n--\n" + golden, points[step]);
+        for (std::size_t step = 0; step < 4; ++step) {
+            sweep(sampleSteps(name), step, step + 1, golden + "\n--\n" + golden, points[step == 3 ? 5 : step]);
         }
     }
     // f(a, b) written the way a client writes it, one public call per step, then hoisted: z=-b leaves the
@@ -148,8 +174,9 @@ TEST(AllocationFailures, EveryAllocationOfEachOperationFailsInTurn)
     sweep(steps, 0, steps.size() - 1, hoisted, points[3]);
     sweep(steps, steps.size() - 1, steps.size(), hoisted, points[4]);
     std::cout << "allocation failure points: building " << points[0] << ", cloning " << points[1]
-              << ", hoisting and printing " << points[2] << ", writing " << points[3] << ", hoisting " << points[4]
-              << "; in total " << points[0] + points[1] + points[2] + points[3] + points[4] << "\n";
+              << ", hoisting and printing " << points[2] << ", running " << points[5] << ", writing " << points[3]
+              << ", hoisting " << points[4] << "; in total "
+              << points[0] + points[1] + points[2] + points[3] + points[4] + points[5] << "\n";
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -247,6 +274,50 @@ TEST_F(DeepInput, TheSafePassTakesAnAssignmentOutOfIfsTenThousandDeep)
     }
     sxir::SafeCodeHoistor().analyze(module);
     EXPECT_EQ(f.getStatements().asString(), "    y=1\n");
+}
+
+TEST_F(DeepInput, RunsAMillionStatementsAnExpressionAMillionDeepIfsTenThousandDeepAndCallsToTheLimit)
+{
+    sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
+    Expression const x = use(f, "x"), y = use(f, "y"), z = use(f, "z"), w = use(f, "w");
+    for (int i = 0; i < 1000000; ++i) {
+        *y = y + x;
+    }
+    Expression chain = x;
+    for (int level = 0; level < 1000000; ++level) {
+        chain = (level % 2 == 0 ? chain + x : -chain);
+    }
+    *z = chain;
+    for (int level = 0; level < 10000; ++level) {
+        f.If(x > static_cast<double>(level));
+    }
+    *w = 1.0;
+    for (int level = 0; level < 10000; ++level) {
+        f.End();
+    }
+    sxir::Interpreter interpreter(*context);
+    // Half a million additions of x and as many negations leave x.
+    std::vector<sxir::Value> const out = interpreter.run(f, {sxir::Value(sxu::DataTypeId::Real, 0.5)});
+    ASSERT_EQ(out.size(), 3u);
+    EXPECT_EQ(out[0], sxir::Value(sxu::DataTypeId::Real, 500000));
+    EXPECT_EQ(out[1], sxir::Value(sxu::DataTypeId::Real, 0.5));
+    EXPECT_EQ(out[2], sxir::Value(sxu::DataTypeId::Real, 0));
+    EXPECT_EQ(interpreter.run(f, {sxir::Value(sxu::DataTypeId::Real, 10000)}).at(2),
+              sxir::Value(sxu::DataTypeId::Real, 1));
+
+    // depth(n) = n > 0 ? depth(n - 1) + 1 : 0 calls itself n deep.
+    sxir::Function& depth = addFunction("depth", {"n"}, {"d"});
+    Expression const n = use(depth, "n"), d = use(depth, "d");
+    depth.If(n > 0.0);
+    *d = (use(depth, "depth") << n - 1.0) + 1.0;
+    depth.End();
+    EXPECT_EQ(interpreter.run(depth, {sxir::Value(sxu::DataTypeId::Real, 1000)}),
+              std::vector<sxir::Value>{sxir::Value(sxu::DataTypeId::Real, 1000)});
+    EXPECT_THROW(interpreter.run(depth, {sxir::Value(sxu::DataTypeId::Real, 1001)}), sxir::ReportedError);
+    EXPECT_EQ(env.reports().back().id, "sxir:eval:CallDepthExceeded");
+    interpreter.setCallDepthLimit(100000);
+    EXPECT_EQ(interpreter.run(depth, {sxir::Value(sxu::DataTypeId::Real, 100000)}).at(0),
+              sxir::Value(sxu::DataTypeId::Real, 100000));
 }
 
 // ---------------------------------------------------------------------------------------------------------

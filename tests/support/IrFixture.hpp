@@ -7,7 +7,18 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <ostream>
 #include <vector>
+
+namespace sxir {
+
+/// Values print as their text in test failures.
+inline void PrintTo(Value const& value, std::ostream* out)
+{
+    *out << value.asString();
+}
+
+} // namespace sxir
 
 namespace sxir_test {
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -94,6 +95,37 @@ TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
         EXPECT_EQ(run.status, 2) << arguments;
         EXPECT_EQ(run.out, "") << arguments;
         EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
+    }
+}
+
+TEST(CatalogTool, RunsASamplesLastFunctionOnTheValuesGiven)
+{
+    std::pair<char const*, char const*> const runs[] = {
+        {"--run times_two -3.5", "b = real_T -7\n"},
+        {"--run times_2_or_3 nan", "b = real_T nan\n"},
+        {"--run sum_pick_3_into_4 10,20,30,40,50,60 0 2 4.9", "b = real_T [4x1] {40,80,80,40}\n"},
+    };
+    for (auto const& [arguments, expected] : runs) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 0) << arguments;
+        EXPECT_EQ(run.out, expected) << arguments;
+        EXPECT_EQ(run.err, "") << arguments;
+    }
+    // Values that do not fit their input are named, with status 2; a run that goes wrong has status 1.
+    std::tuple<char const*, int, char const*> const failures[] = {
+        {"--run times_two abc", 2, "input 'a' (real_T a) takes 1 number(s)"},
+        {"--run sum_3_vector 1,2", 2, "input 'a' (real_T a[3x1]) takes 3 number(s)"},
+        {"--run sum_3_vector 1,,3", 2, "got '1,,3'"},
+        {"--run times_two", 2, "times_two takes 1 inputs (real_T a); 0 values given"},
+        {"--run", 2, "--run needs the name of a sample"},
+        {"--hoist --run times_two 1", 2, "'--run' comes first"},
+        {"--run sum_pick_3 1,2,3,4,5,6 9 0 0", 1, "sxir:expression:IndexOutOfRange: a(i1,0): (9,0): 6x1: f"},
+    };
+    for (auto const& [arguments, status, message] : failures) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, status) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
     }
 }
 
