@@ -3,6 +3,7 @@
 #include "ir/detail/NodeMemo.hpp"
 #include "ir/detail/Walk.hpp"
 
+#include <memory>
 #include <type_traits>
 #include <vector>
 
@@ -17,6 +18,12 @@ constexpr std::uint64_t sUnsetHash = 0x51ed270b27f5d4c1ull;
 /// which wait on a value stack until the node is left.
 class ExpressionHasher : public ExpressionKindVisitor<ExpressionHasher, std::uint64_t> {
 public:
+    explicit ExpressionHasher(ReferenceRule rule) : mRule(rule)
+    {
+        // Room for an expression of a few levels, so that a small one needs one allocation.
+        mValues.reserve(32);
+    }
+
     unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
@@ -49,7 +56,16 @@ public:
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    /// The hash of `node`; the hasher can go on with another node. What it remembers of shared
+    /// nodes goes first: a node that died since may have left its address to another.
+    std::uint64_t hash(ExpressionData const& node)
+    {
+        mKnown.clear();
+        walkExpression(*this, node);
+        std::uint64_t const value = mValues.back();
+        mValues.clear();
+        return value;
+    }
 
     // A node's own part: its kind and its fields.
     std::uint64_t visitConstant(Constant const& node)
@@ -71,29 +87,38 @@ public:
 
 private:
     template <class Node>
-    static std::uint64_t own(Node const& node)
+    std::uint64_t own(Node const& node) const
     {
-        return NodeAccess::hashFields(node, Node::sExpressionDataType);
+        return NodeAccess::hashFields(node, Node::sExpressionDataType, mRule);
     }
 
+    ReferenceRule mRule;
     std::vector<std::uint64_t> mValues;
     NodeMemo<std::uint64_t> mKnown;
 };
 
 /// A statement's hash mixes its kind, its expressions' hashes, and the hashes of the
 /// statements of its nested lists, in order; they are gathered on a value stack.
+/// A statement's own part: its kind and its expressions' hashes.
+std::uint64_t ownHash(Statement const& statement, ExpressionHasher& expressions)
+{
+    std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
+    for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
+        ExpressionData const* node = statement.getExpressionNode(i);
+        value = mixHash(value, node != nullptr ? expressions.hash(*node) : sUnsetHash);
+    }
+    return value;
+}
+
 class StatementHasher {
 public:
     struct Data {};
 
+    explicit StatementHasher(ReferenceRule rule) : mExpressions(rule) {}
+
     Visit enterStatement(Statement const& statement, Data&)
     {
-        std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
-        for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
-            ExpressionData const* node = statement.getExpressionNode(i);
-            value = mixHash(value, node != nullptr ? hashOf(*node) : sUnsetHash);
-        }
-        mValues.push_back(value);
+        mValues.push_back(ownHash(statement, mExpressions));
         return Visit::Enter;
     }
     Visit enterList(Statement const&, unsigned long position, Data&, Data&)
@@ -114,6 +139,7 @@ public:
     std::uint64_t result() const { return mValues.back(); }
 
 private:
+    ExpressionHasher mExpressions;
     std::vector<std::uint64_t> mValues;
 };
 
@@ -121,16 +147,35 @@ private:
 
 std::uint64_t hashOf(ExpressionData const& node)
 {
-    ExpressionHasher hasher;
-    walkExpression(hasher, node);
-    return hasher.result();
+    ExpressionHasher hasher(ReferenceRule::ByName);
+    return hasher.hash(node);
 }
 
 std::uint64_t hashOf(Statement const& statement)
 {
-    StatementHasher hasher;
+    return hashOf(statement, ReferenceRule::ByName);
+}
+
+std::uint64_t hashOf(Statement const& statement, ReferenceRule rule)
+{
+    StatementHasher hasher(rule);
     StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
     return hasher.result();
+}
+
+class StatementHashes::Hasher : public ExpressionHasher {
+public:
+    using ExpressionHasher::ExpressionHasher;
+};
+
+StatementHashes::StatementHashes(ReferenceRule rule) : mRule(rule), mHasher(std::make_unique<Hasher>(rule)) {}
+
+StatementHashes::~StatementHashes() = default;
+
+std::uint64_t StatementHashes::of(Statement const& statement)
+{
+    // A statement without nested lists is its own part alone, as hashOf gives it.
+    return statement.getNumStatementLists() == 0 ? ownHash(statement, *mHasher) : hashOf(statement, mRule);
 }
 
 std::uint64_t hashOf(Type const& type)

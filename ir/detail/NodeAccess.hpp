@@ -109,11 +109,11 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
     {
         return sameTuples(a.fields(), b.fields(), rule, std::make_index_sequence<fieldCount<Node>()>());
     }
-    /// A hash of `node`'s fields; equal fields hash alike, by either rule.
+    /// A hash of `node`'s fields: fields equal by `rule` hash alike (by either rule, for ByName).
     template <class Node>
-    static std::uint64_t hashFields(Node const& node, std::uint64_t seed)
+    static std::uint64_t hashFields(Node const& node, std::uint64_t seed, ReferenceRule rule = ReferenceRule::ByName)
     {
-        return hashTuple(node.fields(), seed, std::make_index_sequence<fieldCount<Node>()>());
+        return hashTuple(node.fields(), seed, rule, std::make_index_sequence<fieldCount<Node>()>());
     }
     /// Whether a class's fields are compared after its sub-expressions.
     template <class Node>
@@ -124,6 +124,17 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
 
     static std::uint64_t hashField(Variable const* variable);
     static std::uint64_t hashField(Function const* function);
+    /// By identity, a reference hashes by the address of what it names.
+    template <class Named>
+    static std::uint64_t hashField(Named const* named, ReferenceRule rule)
+    {
+        return rule == ReferenceRule::Identity ? std::hash<Named const*>()(named) : hashField(named);
+    }
+    template <class Value>
+    static std::uint64_t hashField(Value value, ReferenceRule)
+    {
+        return hashField(value);
+    }
     static std::uint64_t hashField(double value)
     {
         // 0.0 and -0.0 are equal and hash alike; NaN equals nothing.
@@ -196,10 +207,12 @@ private:
         return (sameField(std::get<I>(a), std::get<I>(b), rule) && ...);
     }
     template <class Tuple, std::size_t... I>
-    static std::uint64_t hashTuple(Tuple const& fields, std::uint64_t seed, std::index_sequence<I...>)
+    static std::uint64_t hashTuple(Tuple const& fields, std::uint64_t seed, ReferenceRule rule,
+                                   std::index_sequence<I...>)
     {
         static_cast<void>(fields); // unused by a class without fields
-        ((seed = mixHash(seed, hashField(std::get<I>(fields)))), ...);
+        static_cast<void>(rule);
+        ((seed = mixHash(seed, hashField(std::get<I>(fields), rule))), ...);
         return seed;
     }
     template <class T, class F>

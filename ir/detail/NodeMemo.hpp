@@ -3,6 +3,7 @@
 
 #include "ir/ExpressionData.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -36,6 +37,15 @@ public:
             if (entry.a == a && entry.b == b) {
                 return &entry.value;
             }
+        }
+    }
+
+    /// Forgets everything, keeping the table.
+    void clear()
+    {
+        if (mSize != 0) {
+            std::fill(mEntries.begin(), mEntries.end(), Entry{nullptr, nullptr, Value()});
+            mSize = 0;
         }
     }
 
