@@ -29,7 +29,7 @@ struct EquivalentPairs {
     static void kept(IfState&, Statement&) {}
     static void trueIfDone(IfState&, IfState&) {}
     static void falseEntered(IfState&, Statement&, detail::BranchKey) {}
-    static void falseLeft(IfState&, detail::BranchKey) {}
+    static void falseLeft(IfState&, Statement&, detail::BranchKey) {}
     static void falseIfDone(IfState&, IfState&, detail::BranchKey) {}
     static void done(IfStatement&, IfState&, Position) {}
 };

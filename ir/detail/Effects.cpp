@@ -28,9 +28,12 @@ unsigned long elementsOf(Variable const& variable)
     return type.getDimension().m() * type.getDimension().n();
 }
 
-/// What the walks of one statement's expressions found.
+/// What the walks of one statement's expressions found; the variables go to storage that is
+/// kept from one statement to the next.
 struct Gathered {
-    std::vector<std::pair<Variable const*, unsigned char>> variables;
+    explicit Gathered(std::vector<std::pair<Variable const*, unsigned char>>& uses) : variables(uses) {}
+
+    std::vector<std::pair<Variable const*, unsigned char>>& variables;
     std::vector<Function const*> callees;
     bool everyModuleVariable = false;
     bool mayStop = false;
@@ -145,13 +148,17 @@ Footprint footprintOf(Function const& function, Gathered& gathered)
     Footprint footprint;
     auto& variables = gathered.variables;
     std::sort(variables.begin(), variables.end());
-    for (auto const& [variable, access] : variables) {
-        if (!footprint.variables.empty() && footprint.variables.back().first == variable) {
-            footprint.variables.back().second |= access;
+    // Each variable once, with the access of all its uses.
+    auto kept = variables.begin();
+    for (auto at = variables.begin(); at != variables.end(); ++at) {
+        if (at != variables.begin() && (kept - 1)->first == at->first) {
+            (kept - 1)->second |= at->second;
         } else {
-            footprint.variables.emplace_back(variable, access);
+            *kept++ = *at;
         }
     }
+    footprint.variables.assign(variables.begin(), kept);
+    variables.clear();
     footprint.everyModuleVariable = gathered.everyModuleVariable;
     footprint.mayStop = gathered.mayStop;
     footprint.touchesModule = footprint.writesModule = gathered.everyModuleVariable;
@@ -184,7 +191,8 @@ struct BodyReferences {
 /// What `function`'s body refers to without declaring it, and the functions it calls.
 EffectAnalysis::Reach bodyReferences(Function const& function)
 {
-    Gathered gathered;
+    std::vector<std::pair<Variable const*, unsigned char>> used;
+    Gathered gathered(used);
     ExpressionEffects effects(nullptr, gathered);
     BodyReferences pass{effects};
     StatementWalker<BodyReferences>::walkList(pass, function.getStatements(), {});
@@ -205,7 +213,7 @@ EffectAnalysis::Reach bodyReferences(Function const& function)
 
 Footprint EffectAnalysis::ofAssignment(Statement const& statement)
 {
-    Gathered gathered;
+    Gathered gathered(mUses);
     ExpressionEffects effects(this, gathered);
     // Through elements and sub-ranges to what is written; their indices are read.
     ExpressionData const* target = statement.getExpressionNode(AssignmentStatement::LHS);
@@ -242,7 +250,7 @@ Footprint EffectAnalysis::ofAssignment(Statement const& statement)
 
 Footprint EffectAnalysis::ofCondition(Statement const& statement)
 {
-    Gathered gathered;
+    Gathered gathered(mUses);
     ExpressionEffects effects(this, gathered);
     gathered.mayStop = !effects.walk(statement.getExpressionNode(0)) || gathered.mayStop;
     return footprintOf(statement.getFunction(), gathered);
@@ -335,37 +343,37 @@ bool conflicts(Footprint const& footprint, FootprintUnion const& other)
            (footprint.mayStop && (other.mayStop || other.writesModule)) || (other.mayStop && footprint.writesModule);
 }
 
-void FirstUses::push(Heap& heap, BranchKey key)
+BranchKey FirstUses::first(Queue& queue)
 {
-    heap.push_back(key);
-    std::push_heap(heap.begin(), heap.end(), std::greater<BranchKey>());
-}
-
-BranchKey FirstUses::first(Heap& heap)
-{
-    while (!heap.empty() && mLeft.count(heap.front()) != 0) {
-        std::pop_heap(heap.begin(), heap.end(), std::greater<BranchKey>());
-        heap.pop_back();
+    while (queue.head < queue.uses.size() && !mAlive[queue.uses[queue.head].assignment]) {
+        ++queue.head;
     }
-    return heap.empty() ? sNoKey : heap.front();
+    return queue.head < queue.uses.size() ? queue.uses[queue.head].key : sNoKey;
 }
 
-void FirstUses::addAssignment(Footprint const& footprint, BranchKey key)
+std::size_t FirstUses::addAssignment(Footprint const& footprint, BranchKey key)
 {
+    std::size_t const assignment = mAlive.size();
+    mAlive.push_back(true);
+    // The statements the branch was indexed with have all ones in the low half of their keys.
+    bool const original = (key & 0xffffffffu) == 0xffffffffu;
+    Use const use{key, assignment};
+    auto const add = [original, use](Runs& runs) { (original ? runs.original : runs.movedIn).uses.push_back(use); };
     for (auto const& [variable, access] : footprint.variables) {
-        Heaps& heaps = mAssignments[variable];
-        push(heaps.touched, key);
+        Uses& uses = mAssignments[variable];
+        add(uses.touched);
         if ((access & sWrites) != 0) {
-            push(heaps.written, key);
+            add(uses.written);
         }
     }
     bool const flags[Flags] = {footprint.everyModuleVariable, footprint.mayStop, footprint.touchesModule,
                                footprint.writesModule};
     for (int flag = 0; flag < Flags; ++flag) {
         if (flags[flag]) {
-            push(mFlagHeaps[flag], key);
+            add(mFlagUses[flag]);
         }
     }
+    return assignment;
 }
 
 std::pair<BranchKey, BranchKey> FirstUses::firstOfIfs(FootprintUnion::Entry const& entry) const

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -77,14 +76,17 @@ bool conflicts(Footprint const& footprint, FootprintUnion const& other);
 
 /// Where the assignments and the nested ifs of a false branch first read or write each
 /// variable, by branch key, so that "does anything before the statement at key k conflict with
-/// this footprint" costs the footprint's size. Assignments leave (with their pair); nested ifs,
-/// once done, stay, and are done in the order of their keys.
+/// this footprint" costs the footprint's size. Assignments come in two runs of growing keys
+/// (those there when the branch is indexed, in its order, then those that come out of its
+/// nested ifs) and may leave (with their pair); nested ifs, once done, stay, and are done in
+/// the order of their keys.
 class FirstUses {
 public:
     explicit FirstUses(std::uint64_t& epochs) : mEpochs(epochs), mIfsEpoch(++epochs) {}
 
-    void addAssignment(Footprint const& footprint, BranchKey key);
-    void removeAssignment(BranchKey key) { mLeft.insert(key); }
+    /// Adds an assignment; what it returns names it to removeAssignment.
+    std::size_t addAssignment(Footprint const& footprint, BranchKey key);
+    void removeAssignment(std::size_t assignment) { mAlive[assignment] = false; }
     /// Takes in what a done nested if may do, at a key past every one taken in before.
     void addIf(FootprintUnion&& effect, BranchKey key);
     /// Whether anything before `key` conflicts with `footprint`.
@@ -93,23 +95,36 @@ public:
     FootprintUnion takeIfs();
 
 private:
-    using Heap = std::vector<BranchKey>;
-    struct Heaps {
-        Heap touched;
-        Heap written;
+    struct Use {
+        BranchKey key;
+        std::size_t assignment;
+    };
+    /// Uses in the order of their keys; those of assignments that left go from the front.
+    struct Queue {
+        std::vector<Use> uses;
+        std::size_t head = 0;
+    };
+    /// The two runs of one kind of use.
+    struct Runs {
+        Queue original;
+        Queue movedIn;
+    };
+    struct Uses {
+        Runs touched;
+        Runs written;
     };
     enum Flag { EveryModuleVariable, MayStop, TouchesModule, WritesModule, Flags };
 
-    void push(Heap& heap, BranchKey key);
-    BranchKey first(Heap& heap);
+    BranchKey first(Queue& queue);
+    BranchKey first(Runs& runs) { return std::min(first(runs.original), first(runs.movedIn)); }
     /// When the done ifs first touch and write the variable of `entry`.
     std::pair<BranchKey, BranchKey> firstOfIfs(FootprintUnion::Entry const& entry) const;
-    BranchKey firstFlag(Flag flag) { return std::min(first(mFlagHeaps[flag]), mIfFlags[flag]); }
+    BranchKey firstFlag(Flag flag) { return std::min(first(mFlagUses[flag]), mIfFlags[flag]); }
 
     std::uint64_t& mEpochs;
-    std::unordered_map<Variable const*, Heaps> mAssignments;
-    Heap mFlagHeaps[Flags];
-    std::unordered_set<BranchKey> mLeft; // assignments that left, still in the heaps
+    std::vector<bool> mAlive; // per assignment added
+    std::unordered_map<Variable const*, Uses> mAssignments;
+    Runs mFlagUses[Flags];
     // The done ifs: an entry whose epoch is not mIfsEpoch was first used by the if at mIfsBase.
     FootprintUnion mIfs;
     std::uint64_t mIfsEpoch;
@@ -140,8 +155,9 @@ private:
     Reach const& reachOf(Function const& callee);
     Reach const& directOf(Function const& function);
 
-    std::unordered_map<Function const*, Reach> mDirect; // what a function's own body refers to and calls
-    std::unordered_map<Function const*, Reach> mReach;  // the same through its callees, without callees
+    std::vector<std::pair<Variable const*, unsigned char>> mUses; // of the statement at hand
+    std::unordered_map<Function const*, Reach> mDirect;           // what a function's own body refers to and calls
+    std::unordered_map<Function const*, Reach> mReach;            // the same through its callees, without callees
 };
 
 } // namespace detail

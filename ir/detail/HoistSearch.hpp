@@ -87,7 +87,7 @@ inline BranchKey originalKey(std::uint64_t index)
 ///   void kept(IfState&, Statement& t);                t stays in the true branch for good
 ///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
 ///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch is indexed
-///   void falseLeft(IfState&, BranchKey);              the partner at that key left with its pair
+///   void falseLeft(IfState&, Statement& e, BranchKey); the partner at that key leaves with its pair
 ///   void falseIfDone(IfState&, IfState& nested, BranchKey); the same for the false branch
 ///   void done(IfStatement&, IfState&, ListPosition);  the if gives nothing more; the false branch
 ///                                                     was searched up to that position
@@ -129,13 +129,19 @@ private:
         bool operator>(Member const& other) const { return key > other.key; }
     };
     /// Equivalent assignments of a false branch, the first in the branch on top: a heap whose
-    /// top is kept apart, so that a class of one allocates nothing.
+    /// top is kept apart, so that a class of one allocates nothing. A class whose last member
+    /// left is empty (its top's key is sNoKey) until another class of its hash comes.
     struct Class {
-        Member top;
+        Member top{sNoKey, ListPosition()};
         std::vector<Member> rest;
 
+        bool empty() const { return top.key == sNoKey; }
         void push(Member member)
         {
+            if (empty()) {
+                top = member;
+                return;
+            }
             if (member.key < top.key) {
                 std::swap(member, top);
             }
@@ -146,6 +152,7 @@ private:
         bool pop()
         {
             if (rest.empty()) {
+                top.key = sNoKey;
                 return false;
             }
             std::pop_heap(rest.begin(), rest.end(), std::greater<Member>());
@@ -153,6 +160,73 @@ private:
             rest.pop_back();
             return true;
         }
+    };
+
+    /// One class per hash: an open-addressed table of hashes and class numbers, so that
+    /// finding a class is one probe sequence in one small array; the classes themselves
+    /// stand in a vector. Classes are never taken out, only emptied.
+    class ClassTable {
+    public:
+        /// Room for `count` classes without growing.
+        void reserve(std::size_t count)
+        {
+            std::size_t size = 16;
+            while (2 * count > size) {
+                size *= 2;
+            }
+            mClasses.reserve(count);
+            if (size > mSlots.size()) {
+                rehash(size);
+            }
+        }
+        /// The class of `hash`, or null.
+        Class* find(std::uint64_t hash)
+        {
+            Slot const* const slot = mSlots.empty() ? nullptr : &mSlots[probe(hash)];
+            return slot != nullptr && slot->number != 0 ? &mClasses[slot->number - 1] : nullptr;
+        }
+        /// The class of `hash`, made empty if there was none.
+        Class& at(std::uint64_t hash)
+        {
+            if (2 * (mClasses.size() + 1) > mSlots.size()) {
+                rehash(mSlots.empty() ? 16 : 2 * mSlots.size());
+            }
+            Slot& slot = mSlots[probe(hash)];
+            if (slot.number == 0) {
+                mClasses.emplace_back();
+                slot = Slot{hash, mClasses.size()};
+            }
+            return mClasses[slot.number - 1];
+        }
+
+    private:
+        struct Slot {
+            std::uint64_t hash;
+            std::size_t number; // of the class, from 1; 0 for a free slot
+        };
+
+        /// The slot of `hash`, or the free one where it would go.
+        std::size_t probe(std::uint64_t hash) const
+        {
+            std::size_t at = static_cast<std::size_t>(hash ^ (hash >> 29)) & (mSlots.size() - 1);
+            while (mSlots[at].number != 0 && mSlots[at].hash != hash) {
+                at = (at + 1) & (mSlots.size() - 1);
+            }
+            return at;
+        }
+        void rehash(std::size_t size)
+        {
+            std::vector<Slot> old(size, Slot{0, 0});
+            old.swap(mSlots);
+            for (Slot const& slot : old) {
+                if (slot.number != 0) {
+                    mSlots[probe(slot.hash)] = slot;
+                }
+            }
+        }
+
+        std::vector<Slot> mSlots;
+        std::vector<Class> mClasses;
     };
 
     struct IfState {
@@ -165,8 +239,8 @@ private:
         ListPosition frontier; // the first nested if of the false branch that may still give
         std::uint64_t frontierIndex = 0;
         std::uint64_t movedIn = 0; // statements that came out of the frontier so far
-        // The classes by structural hash: the first of a hash, then any other (not equivalent to it).
-        std::unordered_map<std::uint64_t, Class> index;
+        // The classes by hash: the first of a hash, then any other (not equivalent to it).
+        ClassTable index;
         std::unordered_multimap<std::uint64_t, Class> collisions;
         Statement const* hashed = nullptr; // the statement at the cursor whose hash is kept
         std::uint64_t hash = 0;
@@ -246,7 +320,7 @@ private:
             state.waitingForTrue = state.waitingForFalse = false;
             if (walk.pending.out != nullptr) {
                 // A statement that moved itself keeps its hash; a new one is hashed afresh
-                // (its references are those of its names where it is now).
+                // (it refers to what its names name where it is now).
                 bool const known = !walk.pending.fresh;
                 std::uint64_t const hash = walk.pending.hash;
                 if (fromTrue) {
@@ -258,7 +332,7 @@ private:
                 } else {
                     BranchKey const key = state.frontierIndex << 32 | state.movedIn++;
                     ListPosition const at = walk.placeAt(whenFalse, state.frontier);
-                    enter(state, at, key, known ? hash : hashOf(**at), known);
+                    enter(state, at, key, known ? hash : mHashes.of(**at));
                 }
                 if (walk.single) {
                     return Step::Stop;
@@ -322,7 +396,7 @@ private:
         IfState& state = *pending.from;
         Member const partner = pending.partners->top;
         if (!pending.partners->pop()) {
-            removeClass(state, pending.hash, pending.partners);
+            emptied(state, pending.hash, pending.partners);
         }
         Statement* candidate = *state.cursor;
         state.hashed = nullptr;
@@ -331,7 +405,7 @@ private:
         pending = Pending();
         state.cursor = branchList(*state.statement, true).erase(state.cursor);
         branchList(*state.statement, false).erase(partner.position);
-        mRule.falseLeft(state.rule, partner.key);
+        mRule.falseLeft(state.rule, *other, partner.key);
         mRule.moved(*candidate, *other);
         if (fresh) {
             Base::destroy(candidate);
@@ -347,7 +421,7 @@ private:
         std::uint64_t position = 0;
         for (ListPosition at = whenFalse.begin(); at != whenFalse.end(); ++at, ++position) {
             if (asIf(**at) == nullptr) {
-                enter(state, at, originalKey(position), hashOf(**at), false);
+                enter(state, at, originalKey(position), mHashes.of(**at));
             } else if (state.frontier == whenFalse.end()) {
                 state.frontier = at;
                 state.frontierIndex = position;
@@ -364,22 +438,20 @@ private:
         } while (state.frontier != whenFalse.end() && asIf(**state.frontier) == nullptr);
     }
 
-    /// Indexes the assignment at `at` of the false branch, whose hash is `hash`; `paired` when
-    /// it was equivalent to another, and so is to itself.
-    void enter(IfState& state, ListPosition at, BranchKey key, std::uint64_t hash, bool paired)
+    /// Indexes the assignment at `at` of the false branch, whose hash is `hash`.
+    void enter(IfState& state, ListPosition at, BranchKey key, std::uint64_t hash)
     {
         Statement& statement = **at;
         mRule.falseEntered(state.rule, statement, key);
-        if (!paired && !statement.isEquivalent(statement)) {
-            return;
-        }
         Member const member{key, at};
-        auto const first = state.index.try_emplace(hash, Class{member, {}});
-        if (first.second) {
+        Class& first = state.index.at(hash);
+        if (first.empty() || statement.isEquivalent(**first.top.position)) {
+            first.push(member);
             return;
         }
-        if (statement.isEquivalent(**first.first->second.top.position)) {
-            first.first->second.push(member);
+        // Another class of the same hash; unless the statement is not even equivalent to
+        // itself (a NaN in it), and so to nothing, since equivalence is symmetric and transitive.
+        if (!statement.isEquivalent(statement)) {
             return;
         }
         auto const others = state.collisions.equal_range(hash);
@@ -389,22 +461,22 @@ private:
                 return;
             }
         }
-        state.collisions.emplace(hash, Class{member, {}});
+        state.collisions.emplace(hash, Class())->second.push(member);
     }
 
     /// The class of the false branch's assignments equivalent to `candidate`, or null.
     Class* find(IfState& state, Statement& candidate)
     {
         if (state.hashed != &candidate) {
-            state.hash = hashOf(candidate);
+            state.hash = mHashes.of(candidate);
             state.hashed = &candidate;
         }
-        auto const first = state.index.find(state.hash);
-        if (first == state.index.end()) {
+        Class* const first = state.index.find(state.hash);
+        if (first == nullptr || first->empty()) {
             return nullptr;
         }
-        if (candidate.isEquivalent(**first->second.top.position)) {
-            return &first->second;
+        if (candidate.isEquivalent(**first->top.position)) {
+            return first;
         }
         auto const others = state.collisions.equal_range(state.hash);
         for (auto other = others.first; other != others.second; ++other) {
@@ -415,28 +487,33 @@ private:
         return nullptr;
     }
 
-    /// A class is found through its top: an empty one goes, and another of its hash takes its place.
-    static void removeClass(IfState& state, std::uint64_t hash, Class const* emptied)
+    /// An emptied class of the table takes in another class of its hash, if there is one: a
+    /// class is found through its top, and the table's is looked at first.
+    static void emptied(IfState& state, std::uint64_t hash, Class* members)
     {
-        auto const first = state.index.find(hash);
         auto const others = state.collisions.equal_range(hash);
-        if (&first->second != emptied) {
-            for (auto other = others.first; other != others.second; ++other) {
-                if (&other->second == emptied) {
-                    state.collisions.erase(other);
-                    return;
-                }
-            }
-        } else if (others.first == others.second) {
-            state.index.erase(first);
-        } else {
-            first->second = std::move(others.first->second);
+        if (others.first == others.second) {
+            return;
+        }
+        Class* const first = state.index.find(hash);
+        if (members == first) {
+            *first = std::move(others.first->second);
             state.collisions.erase(others.first);
+            return;
+        }
+        for (auto other = others.first; other != others.second; ++other) {
+            if (&other->second == members) {
+                state.collisions.erase(other);
+                return;
+            }
         }
     }
 
     Rule& mRule;
     std::unordered_map<IfStatement const*, IfState> mStates;
+    // What the index goes by: equivalent statements hash alike, and references hash by
+    // identity, as equivalence compares them.
+    StatementHashes mHashes{ReferenceRule::Identity};
 };
 
 } // namespace detail
