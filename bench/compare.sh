@@ -83,9 +83,11 @@ for size in $sizes; do
         run "$library" "$library-memory-$size" "^$library/memory/$size/"
     done
 done
+# Both hoisting passes, on flat and nested ifs, pairs in the same and the reverse
+# order, distinct and repeating: sxir/hoist/<pass>/<shape>/<order>/<kinds>/<n>.
 for n in $hoist_sizes; do
     echo "hoisting, n = $n" >&2
-    run sxir "sxir-hoist-$n" "^sxir/hoist/$n/" "${aggregate[@]}"
+    run sxir "sxir-hoist-$n" "^sxir/hoist/[a-z]+/[a-z]+/[a-z]+/[a-z]+/$n/" "${aggregate[@]}"
 done
 
 cpu=$(grep -m1 '^model name' /proc/cpuinfo | sed 's/^model name[[:space:]]*:[[:space:]]*//')
