@@ -22,8 +22,9 @@ bool declares(Function const& function, Variable const& variable)
 unsigned long elementsOf(Variable const& variable)
 {
     Type const& type = variable.getType();
-    if (type.getTypeId() == TypeId::FunctionSignature) {
-        return 0;
+    TypeId::Type const kind = type.getTypeId();
+    if (kind != TypeId::Matrix) {
+        return kind == TypeId::Builtin ? 1 : 0;
     }
     return type.getDimension().m() * type.getDimension().n();
 }
@@ -147,17 +148,29 @@ Footprint footprintOf(Function const& function, Gathered& gathered)
 {
     Footprint footprint;
     auto& variables = gathered.variables;
-    std::sort(variables.begin(), variables.end());
-    // Each variable once, with the access of all its uses.
+    // Each variable once, with the access of all its uses; a few are compared pair by pair.
     auto kept = variables.begin();
-    for (auto at = variables.begin(); at != variables.end(); ++at) {
-        if (at != variables.begin() && (kept - 1)->first == at->first) {
-            (kept - 1)->second |= at->second;
-        } else {
-            *kept++ = *at;
+    if (variables.size() > 16) {
+        std::sort(variables.begin(), variables.end());
+        for (auto at = variables.begin(); at != variables.end(); ++at) {
+            if (at != variables.begin() && (kept - 1)->first == at->first) {
+                (kept - 1)->second |= at->second;
+            } else {
+                *kept++ = *at;
+            }
+        }
+    } else {
+        for (auto at = variables.begin(); at != variables.end(); ++at) {
+            auto const same =
+                std::find_if(variables.begin(), kept, [at](auto const& use) { return use.first == at->first; });
+            if (same != kept) {
+                same->second |= at->second;
+            } else {
+                *kept++ = *at;
+            }
         }
     }
-    footprint.variables.assign(variables.begin(), kept);
+    footprint.variables.assign(variables.data(), variables.data() + (kept - variables.begin()));
     variables.clear();
     footprint.everyModuleVariable = gathered.everyModuleVariable;
     footprint.mayStop = gathered.mayStop;

@@ -39,12 +39,37 @@ enum Access : unsigned char { sReads = 1, sWrites = 2 };
 ///   type, a reference to a one-element variable of an element type, and operators over plain
 ///   values; an assignment may stop it unless it gives a plain value to a mutable one-element
 ///   variable, or copies a variable into a mutable variable of as many elements.
+/// The variables of a footprint, each once with its Access bits; a few stay in place.
+class VariableUses {
+public:
+    using Use = std::pair<Variable const*, unsigned char>;
+
+    Use const* begin() const { return mHeap.empty() ? mInline : mHeap.data(); }
+    Use const* end() const { return begin() + mCount; }
+    void assign(Use const* first, Use const* last)
+    {
+        mCount = static_cast<std::size_t>(last - first);
+        if (mCount <= sInline) {
+            mHeap.clear();
+            std::copy(first, last, mInline);
+        } else {
+            mHeap.assign(first, last);
+        }
+    }
+
+private:
+    static constexpr std::size_t sInline = 6;
+    Use mInline[sInline] = {};
+    std::vector<Use> mHeap;
+    std::size_t mCount = 0;
+};
+
 struct Footprint {
-    std::vector<std::pair<Variable const*, unsigned char>> variables; // each once, with its Access bits
-    bool everyModuleVariable = false;                                 // may read and write every module variable
-    bool mayStop = false;                                             // may end the run with an error
-    bool touchesModule = false;                                       // reads or writes a module variable
-    bool writesModule = false;                                        // writes one
+    VariableUses variables;
+    bool everyModuleVariable = false; // may read and write every module variable
+    bool mayStop = false;             // may end the run with an error
+    bool touchesModule = false;       // reads or writes a module variable
+    bool writesModule = false;        // writes one
 };
 
 /// The union of footprints: what a sequence of statements may do. An entry also has room for
