@@ -85,6 +85,12 @@ private:
 /// branch, whatever stands before t's partner, by branch key. An if that is done counts as
 /// what its condition and its statements may do, or as nothing when the removal of empty ifs
 /// will take it away (its condition then only reads).
+///
+/// A pair refused stays refused, as the search needs: the condition and what stands before
+/// t stay; before t's partner, the nested ifs are done, and an assignment there that
+/// conflicts with t could only leave with a later candidate equivalent to it, which then
+/// conflicts with t standing before it (as would a candidate equivalent to the partner
+/// itself: an assignment conflicts with itself, as it writes, or may stop the run).
 class SafePairs {
 public:
     struct IfState {

@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace sxir {
@@ -63,14 +63,16 @@ inline BranchKey originalKey(std::uint64_t index)
 /// - A statement of the true branch that found no partner never will: only hoisting out
 ///   of the false branch's nested ifs adds statements there, and it looked into all of
 ///   them; and a nested if that gave nothing never changes again. So the search keeps,
-///   per if, a cursor into its true branch, before which everything stays for good.
+///   per if, a cursor into its true branch, before which everything stays for good. (A
+///   rule must not let a pair move later that it refused once.)
 /// - The false branch's nested ifs are drained in order, as far as a t needs: a
 ///   frontier marks the first one that may still give something. Its assignments are
-///   indexed by structural hash into classes of equivalent statements (equivalence is
-///   symmetric and transitive; a statement not equivalent to itself has no partner), each
-///   class ordered by position, so that t's partner is its class's first member if that
-///   stands before the frontier. Otherwise the frontier if gives its next statement, which
-///   may be the partner, until it has nothing more.
+///   indexed by a hash (references by identity, as equivalence compares them) into
+///   classes of equivalent statements (equivalence is symmetric and transitive; a
+///   statement not equivalent to itself has no partner), each class ordered by position,
+///   so that t's partner is its class's first member if that stands before the frontier.
+///   Otherwise the frontier if gives its next statement, which may be the partner, until
+///   it has nothing more.
 /// - Each if keeps that state between the statements it gives, so what the search of an
 ///   if costs is paid once, not once per pair hoisted.
 ///
@@ -83,7 +85,8 @@ inline BranchKey originalKey(std::uint64_t index)
 ///   void open(IfStatement&, IfState&);                an if is first searched
 ///   bool mayMove(IfState&, Statement& t, BranchKey);  the pair of t and its partner at that key
 ///   Statement* hoisted(Statement& t);                 what goes before the if: a new statement, or t
-///   void moved(Statement& t, Statement& partner);     the pair left, and is about to be destroyed
+///   void moved(Statement& t, Statement& partner);     the pair left; the partner (and t, when a
+///                                                     new statement moved) is about to be destroyed
 ///   void kept(IfState&, Statement& t);                t stays in the true branch for good
 ///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
 ///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch is indexed

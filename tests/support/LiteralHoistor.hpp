@@ -82,8 +82,9 @@ struct LiteralHoistor {
                 removed = true;
                 continue;
             }
-            bool const inner = eliminateEmptyIfStatements(branch(statement, true)) |
-                               eliminateEmptyIfStatements(branch(statement, false));
+            // Both branches, whatever the first gives.
+            bool const inTrue = eliminateEmptyIfStatements(branch(statement, true));
+            bool const inner = eliminateEmptyIfStatements(branch(statement, false)) || inTrue;
             any = any || inner;
             if (!(removed && inner)) {
                 ++position;
