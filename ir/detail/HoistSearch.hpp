@@ -89,8 +89,10 @@ inline BranchKey originalKey(std::uint64_t index)
 ///                                                     new statement moved) is about to be destroyed
 ///   void kept(IfState&, Statement& t);                t stays in the true branch for good
 ///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
-///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch is indexed
-///   void falseLeft(IfState&, Statement& e, BranchKey); the partner at that key leaves with its pair
+///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch, told of
+///                                                     in key order before a pair whose partner
+///                                                     stands after it is asked about
+///   void falseLeft(IfState&, Statement& e, BranchKey); the partner at that key, told of, leaves
 ///   void falseIfDone(IfState&, IfState& nested, BranchKey); the same for the false branch
 ///   void done(IfStatement&, IfState&, ListPosition);  the if gives nothing more; the false branch
 ///                                                     was searched up to that position
@@ -129,13 +131,14 @@ private:
     struct Member {
         BranchKey key;
         ListPosition position;
+        std::size_t number; // among the false branch's assignments, in the order they were indexed
         bool operator>(Member const& other) const { return key > other.key; }
     };
     /// Equivalent assignments of a false branch, the first in the branch on top: a heap whose
     /// top is kept apart, so that a class of one allocates nothing. A class whose last member
     /// left is empty (its top's key is sNoKey) until another class of its hash comes.
     struct Class {
-        Member top{sNoKey, ListPosition()};
+        Member top{sNoKey, ListPosition(), 0};
         std::vector<Member> rest;
 
         bool empty() const { return top.key == sNoKey; }
@@ -242,6 +245,11 @@ private:
         ListPosition frontier; // the first nested if of the false branch that may still give
         std::uint64_t frontierIndex = 0;
         std::uint64_t movedIn = 0; // statements that came out of the frontier so far
+        // The false branch's assignments the rule is not told of yet, in key order: those
+        // there when it was indexed, then those that came out of its nested ifs.
+        std::vector<Member> untold[2];
+        std::size_t nextUntold[2] = {0, 0};
+        std::vector<unsigned char> told; // per assignment: Untold, Told, or Gone before it was told
         // The classes by hash: the first of a hash, then any other (not equivalent to it).
         ClassTable index;
         std::unordered_multimap<std::uint64_t, Class> collisions;
@@ -367,6 +375,7 @@ private:
                 Class* partners = find(state, candidate);
                 if (partners != nullptr &&
                     (state.frontier == whenFalse.end() || partners->top.key < state.frontierKey())) {
+                    tellBefore(state, partners->top.key);
                     if (!mRule.mayMove(state.rule, candidate, partners->top.key)) {
                         break;
                     }
@@ -408,7 +417,10 @@ private:
         pending = Pending();
         state.cursor = branchList(*state.statement, true).erase(state.cursor);
         branchList(*state.statement, false).erase(partner.position);
-        mRule.falseLeft(state.rule, *other, partner.key);
+        if (state.told[partner.number] == Told) {
+            mRule.falseLeft(state.rule, *other, partner.key);
+        }
+        state.told[partner.number] = Gone;
         mRule.moved(*candidate, *other);
         if (fresh) {
             Base::destroy(candidate);
@@ -445,8 +457,9 @@ private:
     void enter(IfState& state, ListPosition at, BranchKey key, std::uint64_t hash)
     {
         Statement& statement = **at;
-        mRule.falseEntered(state.rule, statement, key);
-        Member const member{key, at};
+        Member const member{key, at, state.told.size()};
+        state.told.push_back(Untold);
+        state.untold[key == originalKey(key >> 32) ? 0 : 1].push_back(member);
         Class& first = state.index.at(hash);
         if (first.empty() || statement.isEquivalent(**first.top.position)) {
             first.push(member);
@@ -465,6 +478,31 @@ private:
             }
         }
         state.collisions.emplace(hash, Class())->second.push(member);
+    }
+
+    enum Telling : unsigned char { Untold, Told, Gone };
+
+    /// Tells the rule of the false branch's assignments before `key` it was not told of.
+    void tellBefore(IfState& state, BranchKey key)
+    {
+        for (;;) {
+            Member const* next[2] = {nullptr, nullptr};
+            for (int run = 0; run < 2; ++run) {
+                std::vector<Member> const& members = state.untold[run];
+                std::size_t& at = state.nextUntold[run];
+                while (at < members.size() && state.told[members[at].number] == Gone) {
+                    ++at;
+                }
+                next[run] = at < members.size() ? &members[at] : nullptr;
+            }
+            int const run = next[1] == nullptr || (next[0] != nullptr && next[0]->key < next[1]->key) ? 0 : 1;
+            if (next[run] == nullptr || next[run]->key >= key) {
+                return;
+            }
+            state.told[next[run]->number] = Told;
+            ++state.nextUntold[run];
+            mRule.falseEntered(state.rule, **next[run]->position, next[run]->key);
+        }
     }
 
     /// The class of the false branch's assignments equivalent to `candidate`, or null.
