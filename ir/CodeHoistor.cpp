@@ -28,8 +28,8 @@ struct EquivalentPairs {
     static void moved(Statement&, Statement&) {}
     static void kept(IfState&, Statement&) {}
     static void trueIfDone(IfState&, IfState&) {}
-    static void falseEntered(IfState&, Statement&, detail::BranchKey) {}
-    static void falseLeft(IfState&, Statement&, detail::BranchKey) {}
+    static void falseEntered(IfState&, Statement&, detail::BranchKey, std::size_t) {}
+    static void falseLeft(IfState&, Statement&, std::size_t) {}
     static void falseIfDone(IfState&, IfState&, detail::BranchKey) {}
     static void done(IfStatement&, IfState&, Position) {}
 };

@@ -132,14 +132,16 @@ public:
         state.before.merge(std::move(nested.effect));
         state.beforeStays = state.beforeStays || nested.stays;
     }
-    void falseEntered(IfState& state, Statement& assignment, BranchKey key)
+    void falseEntered(IfState& state, Statement& assignment, BranchKey key, std::size_t number)
     {
-        Known& known = knownOf(assignment);
-        known.inFalseBranch = falseBranch(state).addAssignment(known.footprint, key);
+        // One there when the branch was indexed is wanted nowhere else; one that came out of a
+        // nested if was a candidate there, and is known.
+        falseBranch(state).addAssignment(
+            detail::isOriginal(key) ? mAnalysis.ofAssignment(assignment) : footprintOf(assignment), key, number);
     }
-    void falseLeft(IfState& state, Statement& partner, BranchKey)
+    static void falseLeft(IfState& state, Statement&, std::size_t number)
     {
-        state.falseBranch->removeAssignment(knownOf(partner).inFalseBranch);
+        state.falseBranch->removeAssignment(number);
     }
     void falseIfDone(IfState& state, IfState& nested, BranchKey key)
     {
@@ -176,23 +178,20 @@ public:
     }
 
 private:
-    /// What is known of an assignment: its footprint, and what names it in the false branch it
-    /// stands in (one at a time: it leaves one before it enters the next).
-    struct Known {
-        Footprint footprint;
-        std::size_t inFalseBranch = 0;
-    };
-
-    Known& knownOf(Statement& assignment)
+    Footprint const& footprintOf(Statement& assignment)
     {
-        if (std::size_t const* at = mAt.find(&assignment)) {
-            return mKnown[*at];
+        if (&assignment == mLast) {
+            return *mLastFootprint;
         }
-        mKnown.push_back(Known{mAnalysis.ofAssignment(assignment), 0});
-        mAt.insert(&assignment, nullptr, mKnown.size() - 1);
-        return mKnown.back();
+        std::size_t const* at = mAt.find(&assignment);
+        if (at == nullptr) {
+            mFootprints.push_back(mAnalysis.ofAssignment(assignment));
+            mAt.insert(&assignment, nullptr, mFootprints.size() - 1);
+        }
+        mLast = &assignment;
+        mLastFootprint = at != nullptr ? &mFootprints[*at] : &mFootprints.back();
+        return *mLastFootprint;
     }
-    Footprint const& footprintOf(Statement& assignment) { return knownOf(assignment).footprint; }
     FirstUses& falseBranch(IfState& state)
     {
         if (state.falseBranch == nullptr) {
@@ -202,8 +201,10 @@ private:
     }
 
     EffectAnalysis& mAnalysis;
-    std::deque<Known> mKnown;
-    detail::NodeMemo<std::size_t> mAt; // where in mKnown a statement's is
+    std::deque<Footprint> mFootprints;
+    detail::NodeMemo<std::size_t> mAt; // where in mFootprints a statement's is
+    Statement const* mLast = nullptr;  // the statement looked up last, often asked about again
+    Footprint const* mLastFootprint = nullptr;
     std::uint64_t mEpochs = 0;
 };
 

@@ -364,13 +364,14 @@ BranchKey FirstUses::first(Queue& queue)
     return queue.head < queue.uses.size() ? queue.uses[queue.head].key : sNoKey;
 }
 
-std::size_t FirstUses::addAssignment(Footprint const& footprint, BranchKey key)
+void FirstUses::addAssignment(Footprint const& footprint, BranchKey key, std::size_t number)
 {
-    std::size_t const assignment = mAlive.size();
-    mAlive.push_back(true);
-    // The statements the branch was indexed with have all ones in the low half of their keys.
-    bool const original = (key & 0xffffffffu) == 0xffffffffu;
-    Use const use{key, assignment};
+    if (number >= mAlive.size()) {
+        mAlive.resize(number + 1);
+    }
+    mAlive[number] = true;
+    bool const original = isOriginal(key);
+    Use const use{key, number};
     auto const add = [original, use](Runs& runs) { (original ? runs.original : runs.movedIn).uses.push_back(use); };
     for (auto const& [variable, access] : footprint.variables) {
         Uses& uses = mAssignments[variable];
@@ -386,7 +387,6 @@ std::size_t FirstUses::addAssignment(Footprint const& footprint, BranchKey key)
             add(mFlagUses[flag]);
         }
     }
-    return assignment;
 }
 
 std::pair<BranchKey, BranchKey> FirstUses::firstOfIfs(FootprintUnion::Entry const& entry) const

@@ -109,9 +109,9 @@ class FirstUses {
 public:
     explicit FirstUses(std::uint64_t& epochs) : mEpochs(epochs), mIfsEpoch(++epochs) {}
 
-    /// Adds an assignment; what it returns names it to removeAssignment.
-    std::size_t addAssignment(Footprint const& footprint, BranchKey key);
-    void removeAssignment(std::size_t assignment) { mAlive[assignment] = false; }
+    /// Adds the assignment `number` (no two alike).
+    void addAssignment(Footprint const& footprint, BranchKey key, std::size_t number);
+    void removeAssignment(std::size_t number) { mAlive[number] = false; }
     /// Takes in what a done nested if may do, at a key past every one taken in before.
     void addIf(FootprintUnion&& effect, BranchKey key);
     /// Whether anything before `key` conflicts with `footprint`.
@@ -147,7 +147,7 @@ private:
     BranchKey firstFlag(Flag flag) { return std::min(first(mFlagUses[flag]), mIfFlags[flag]); }
 
     std::uint64_t& mEpochs;
-    std::vector<bool> mAlive; // per assignment added
+    std::vector<bool> mAlive; // by assignment number
     std::unordered_map<Variable const*, Uses> mAssignments;
     Runs mFlagUses[Flags];
     // The done ifs: an entry whose epoch is not mIfsEpoch was first used by the if at mIfsBase.

@@ -50,6 +50,11 @@ inline BranchKey originalKey(std::uint64_t index)
 {
     return index << 32 | 0xffffffffu;
 }
+/// Whether `key` is that of a statement there when the branch was first searched.
+inline bool isOriginal(BranchKey key)
+{
+    return (key & 0xffffffffu) == 0xffffffffu;
+}
 
 /// Hoisting out of an if again and again until nothing moves, one pair at a time, where a
 /// pair is the first statement t of the true branch (in order) that has a partner in the
@@ -89,10 +94,11 @@ inline BranchKey originalKey(std::uint64_t index)
 ///                                                     new statement moved) is about to be destroyed
 ///   void kept(IfState&, Statement& t);                t stays in the true branch for good
 ///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
-///   void falseEntered(IfState&, Statement& e, BranchKey);   an assignment of the false branch, told of
-///                                                     in key order before a pair whose partner
-///                                                     stands after it is asked about
-///   void falseLeft(IfState&, Statement& e, BranchKey); the partner at that key, told of, leaves
+///   void falseEntered(IfState&, Statement& e, BranchKey, std::size_t number);
+///                                                     an assignment of the false branch, told of in
+///                                                     key order before a pair whose partner stands
+///                                                     after it is asked about; `number` names it
+///   void falseLeft(IfState&, Statement& e, std::size_t number); the partner, told of, leaves
 ///   void falseIfDone(IfState&, IfState& nested, BranchKey); the same for the false branch
 ///   void done(IfStatement&, IfState&, ListPosition);  the if gives nothing more; the false branch
 ///                                                     was searched up to that position
@@ -191,6 +197,14 @@ private:
             Slot const* const slot = mSlots.empty() ? nullptr : &mSlots[probe(hash)];
             return slot != nullptr && slot->number != 0 ? &mClasses[slot->number - 1] : nullptr;
         }
+        /// Starts loading where `hash` is looked for, ahead of a lookup: a large table is
+        /// mostly out of the cache.
+        void prefetch(std::uint64_t hash) const
+        {
+            if (!mSlots.empty()) {
+                __builtin_prefetch(&mSlots[start(hash)]);
+            }
+        }
         /// The class of `hash`, made empty if there was none.
         Class& at(std::uint64_t hash)
         {
@@ -211,10 +225,14 @@ private:
             std::size_t number; // of the class, from 1; 0 for a free slot
         };
 
+        std::size_t start(std::uint64_t hash) const
+        {
+            return static_cast<std::size_t>(hash ^ (hash >> 29)) & (mSlots.size() - 1);
+        }
         /// The slot of `hash`, or the free one where it would go.
         std::size_t probe(std::uint64_t hash) const
         {
-            std::size_t at = static_cast<std::size_t>(hash ^ (hash >> 29)) & (mSlots.size() - 1);
+            std::size_t at = start(hash);
             while (mSlots[at].number != 0 && mSlots[at].hash != hash) {
                 at = (at + 1) & (mSlots.size() - 1);
             }
@@ -253,8 +271,11 @@ private:
         // The classes by hash: the first of a hash, then any other (not equivalent to it).
         ClassTable index;
         std::unordered_multimap<std::uint64_t, Class> collisions;
-        Statement const* hashed = nullptr; // the statement at the cursor whose hash is kept
+        // The hashes of the statement at the cursor and of the one after it, worked out ahead.
+        Statement const* hashed = nullptr;
         std::uint64_t hash = 0;
+        Statement const* nextHashed = nullptr;
+        std::uint64_t nextHash = 0;
         typename Rule::IfState rule;
 
         BranchKey frontierKey() const { return originalKey(frontierIndex); }
@@ -418,7 +439,7 @@ private:
         state.cursor = branchList(*state.statement, true).erase(state.cursor);
         branchList(*state.statement, false).erase(partner.position);
         if (state.told[partner.number] == Told) {
-            mRule.falseLeft(state.rule, *other, partner.key);
+            mRule.falseLeft(state.rule, *other, partner.number);
         }
         state.told[partner.number] = Gone;
         mRule.moved(*candidate, *other);
@@ -432,15 +453,28 @@ private:
     {
         state.indexed = true;
         state.frontier = whenFalse.end();
-        state.index.reserve(whenFalse.size());
+        struct Entry {
+            ListPosition at;
+            BranchKey key;
+            std::uint64_t hash;
+        };
+        std::vector<Entry> entries;
         std::uint64_t position = 0;
         for (ListPosition at = whenFalse.begin(); at != whenFalse.end(); ++at, ++position) {
             if (asIf(**at) == nullptr) {
-                enter(state, at, originalKey(position), mHashes.of(**at));
+                entries.push_back(Entry{at, originalKey(position), mHashes.of(**at)});
             } else if (state.frontier == whenFalse.end()) {
                 state.frontier = at;
                 state.frontierIndex = position;
             }
+        }
+        state.index.reserve(entries.size());
+        std::size_t const ahead = 8;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (i + ahead < entries.size()) {
+                state.index.prefetch(entries[i + ahead].hash);
+            }
+            enter(state, entries[i].at, entries[i].key, entries[i].hash);
         }
     }
 
@@ -459,7 +493,7 @@ private:
         Statement& statement = **at;
         Member const member{key, at, state.told.size()};
         state.told.push_back(Untold);
-        state.untold[key == originalKey(key >> 32) ? 0 : 1].push_back(member);
+        state.untold[isOriginal(key) ? 0 : 1].push_back(member);
         Class& first = state.index.at(hash);
         if (first.empty() || statement.isEquivalent(**first.top.position)) {
             first.push(member);
@@ -478,6 +512,19 @@ private:
             }
         }
         state.collisions.emplace(hash, Class())->second.push(member);
+    }
+
+    /// Hashes the statement after the cursor, if it is an assignment, and starts loading
+    /// where its class is looked for, while the cursor's is looked at.
+    void hashAhead(IfState& state)
+    {
+        auto const next = std::next(state.cursor);
+        if (next == branchList(*state.statement, true).end() || asIf(**next) != nullptr) {
+            return;
+        }
+        state.nextHash = mHashes.of(**next);
+        state.nextHashed = *next;
+        state.index.prefetch(state.nextHash);
     }
 
     enum Telling : unsigned char { Untold, Told, Gone };
@@ -501,7 +548,7 @@ private:
             }
             state.told[next[run]->number] = Told;
             ++state.nextUntold[run];
-            mRule.falseEntered(state.rule, **next[run]->position, next[run]->key);
+            mRule.falseEntered(state.rule, **next[run]->position, next[run]->key, next[run]->number);
         }
     }
 
@@ -509,8 +556,9 @@ private:
     Class* find(IfState& state, Statement& candidate)
     {
         if (state.hashed != &candidate) {
-            state.hash = mHashes.of(candidate);
+            state.hash = state.nextHashed == &candidate ? state.nextHash : mHashes.of(candidate);
             state.hashed = &candidate;
+            hashAhead(state);
         }
         Class* const first = state.index.find(state.hash);
         if (first == nullptr || first->empty()) {
