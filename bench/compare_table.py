@@ -212,10 +212,12 @@ HOIST_TARGET_GROWTH = 15.0
 
 
 def collect_hoisting(directory, hoist_sizes):
-    """{(pass, shape, order, kinds, n): entry} from the medians (or the single runs) of the hoisting runs."""
+    """{(pass, shape, order, kinds, n): entry} from the medians (or the single runs) of the hoisting runs,
+    one result file per workload."""
     results = {}
-    for n in hoist_sizes:
-        for entry in load(directory, f"sxir-hoist-{n}"):
+    workloads = [(p, s, o, k) for p in HOIST_PASSES for s in HOIST_SHAPES for o in HOIST_ORDERS for k in HOIST_KINDS]
+    for name in (f"sxir-hoist-{'-'.join(workload)}-{n}" for workload in workloads for n in hoist_sizes):
+        for entry in load(directory, name):
             if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
                 continue
             # 'sxir/hoist/literal/flat/same/distinct/1000/iterations:1_median'
