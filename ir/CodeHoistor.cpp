@@ -23,10 +23,10 @@ using detail::Step;
 struct EquivalentPairs {
     struct IfState {};
     static void open(IfStatement&, IfState&) {}
-    static bool mayMove(IfState&, Statement&, detail::BranchKey) { return true; }
+    static bool mayMove(IfState&, Statement&, detail::BranchKey, bool) { return true; }
     static Statement* hoisted(Statement& statement) { return statement.clone(statement.getFunction()); }
-    static void moved(Statement&, Statement&) {}
-    static void kept(IfState&, Statement&) {}
+    static void moved(Statement&, Statement&, bool) {}
+    static void kept(IfState&, Statement&, bool) {}
     static void trueIfDone(IfState&, IfState&) {}
     static void falseEntered(IfState&, Statement&, detail::BranchKey, std::size_t) {}
     static void falseLeft(IfState&, Statement&, std::size_t) {}

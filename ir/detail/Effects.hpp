@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -44,24 +45,32 @@ class VariableUses {
 public:
     using Use = std::pair<Variable const*, unsigned char>;
 
-    Use const* begin() const { return mHeap.empty() ? mInline : mHeap.data(); }
+    VariableUses() = default;
+    VariableUses(VariableUses const& other) { assign(other.begin(), other.end()); }
+    VariableUses(VariableUses&&) = default;
+    VariableUses& operator=(VariableUses const& other)
+    {
+        if (this != &other) {
+            assign(other.begin(), other.end());
+        }
+        return *this;
+    }
+    VariableUses& operator=(VariableUses&&) = default;
+
+    Use const* begin() const { return mHeap != nullptr ? mHeap.get() : mInline; }
     Use const* end() const { return begin() + mCount; }
     void assign(Use const* first, Use const* last)
     {
-        mCount = static_cast<std::size_t>(last - first);
-        if (mCount <= sInline) {
-            mHeap.clear();
-            std::copy(first, last, mInline);
-        } else {
-            mHeap.assign(first, last);
-        }
+        mCount = static_cast<std::uint32_t>(last - first);
+        mHeap.reset(mCount > sInline ? new Use[mCount] : nullptr);
+        std::copy(first, last, mHeap != nullptr ? mHeap.get() : mInline);
     }
 
 private:
-    static constexpr std::size_t sInline = 6;
+    static constexpr std::size_t sInline = 4;
     Use mInline[sInline] = {};
-    std::vector<Use> mHeap;
-    std::size_t mCount = 0;
+    std::unique_ptr<Use[]> mHeap;
+    std::uint32_t mCount = 0;
 };
 
 struct Footprint {

@@ -88,11 +88,15 @@ inline bool isOriginal(BranchKey key)
 /// stands before a pair, so it can tell:
 ///   struct IfState;                                   its own part of an if's state
 ///   void open(IfStatement&, IfState&);                an if is first searched
-///   bool mayMove(IfState&, Statement& t, BranchKey);  the pair of t and its partner at that key
+///   bool mayMove(IfState&, Statement& t, BranchKey, bool cameOut);
+///                                                     the pair of t and its partner at that key;
+///                                                     `cameOut`: t came out of a nested if
 ///   Statement* hoisted(Statement& t);                 what goes before the if: a new statement, or t
-///   void moved(Statement& t, Statement& partner);     the pair left; the partner (and t, when a
-///                                                     new statement moved) is about to be destroyed
-///   void kept(IfState&, Statement& t);                t stays in the true branch for good
+///   void moved(Statement& t, Statement& partner, bool outermost);
+///                                                     the pair left (out of the outermost if
+///                                                     searched); the partner (and t, when a new
+///                                                     statement moved) is about to be destroyed
+///   void kept(IfState&, Statement& t, bool cameOut);  t stays in the true branch for good
 ///   void trueIfDone(IfState&, IfState& nested);       a nested if of the true branch gives nothing more
 ///   void falseEntered(IfState&, Statement& e, BranchKey, std::size_t number);
 ///                                                     an assignment of the false branch, told of in
@@ -276,6 +280,7 @@ private:
         std::uint64_t hash = 0;
         Statement const* nextHashed = nullptr;
         std::uint64_t nextHash = 0;
+        Statement const* cameOut = nullptr; // the last statement that came out of a nested if to the cursor
         typename Rule::IfState rule;
 
         BranchKey frontierKey() const { return originalKey(frontierIndex); }
@@ -320,14 +325,14 @@ private:
                 return false;
             }
             list.insert(position, pending.out);
-            search.completeHoist(pending);
+            search.completeHoist(pending, true);
             return true;
         }
         /// The same, with where it landed.
         ListPosition placeAt(StatementList& list, ListPosition position)
         {
             ListPosition const placed = list.insert(position, pending.out);
-            search.completeHoist(pending);
+            search.completeHoist(pending, false);
             return placed;
         }
     };
@@ -357,6 +362,7 @@ private:
                 std::uint64_t const hash = walk.pending.hash;
                 if (fromTrue) {
                     state.cursor = walk.placeAt(whenTrue, state.cursor);
+                    state.cameOut = *state.cursor;
                     if (known) {
                         state.hashed = *state.cursor;
                         state.hash = hash;
@@ -397,7 +403,7 @@ private:
                 if (partners != nullptr &&
                     (state.frontier == whenFalse.end() || partners->top.key < state.frontierKey())) {
                     tellBefore(state, partners->top.key);
-                    if (!mRule.mayMove(state.rule, candidate, partners->top.key)) {
+                    if (!mRule.mayMove(state.rule, candidate, partners->top.key, &candidate == state.cameOut)) {
                         break;
                     }
                     Statement* out = mRule.hoisted(candidate);
@@ -416,7 +422,7 @@ private:
                 mRule.falseIfDone(state.rule, inner.rule, state.frontierKey());
                 advanceFrontier(state, whenFalse);
             }
-            mRule.kept(state.rule, candidate);
+            mRule.kept(state.rule, candidate, &candidate == state.cameOut);
         }
         state.done = true;
         mRule.done(*state.statement, state.rule, state.indexed ? state.frontier : whenFalse.begin());
@@ -424,7 +430,7 @@ private:
     }
 
     /// Takes the pair that came out of its branches, now that what moves is in place.
-    void completeHoist(Pending& pending)
+    void completeHoist(Pending& pending, bool outermost)
     {
         IfState& state = *pending.from;
         Member const partner = pending.partners->top;
@@ -442,7 +448,7 @@ private:
             mRule.falseLeft(state.rule, *other, partner.number);
         }
         state.told[partner.number] = Gone;
-        mRule.moved(*candidate, *other);
+        mRule.moved(*candidate, *other, outermost);
         if (fresh) {
             Base::destroy(candidate);
         }
