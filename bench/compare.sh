@@ -17,8 +17,8 @@
 #     SXIR_BENCH_REPETITIONS  repetitions, medians     (default 5)
 # A quick run: SXIR_BENCH_SIZES=10000 SXIR_BENCH_HOIST_SIZES=1000 SXIR_BENCH_REPETITIONS=3 bench/compare.sh
 #
-# The default run takes about eight minutes on two cores, most of it LLVM at a
-# million statements and two of them hoisting; SXIR_BENCH_SIZES= runs only the
+# The default run takes about seven minutes on two cores, most of it LLVM at a
+# million statements and one of them hoisting; SXIR_BENCH_SIZES= runs only the
 # hoisting rows.
 set -euo pipefail
 cd "$(dirname "$0")/.."
