@@ -53,3 +53,4 @@
 #include "ir/Value.hpp"
 #include "ir/Variable.hpp"
 #include "ir/VariableRef.hpp"
+#include "ir/Verifier.hpp"

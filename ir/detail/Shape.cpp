@@ -64,17 +64,23 @@ bool isModuleVariable(Variable const& variable)
                &variable.getParentScope().getScopeData().getConfiguration()) != nullptr;
 }
 
-VariableRef const* storageOf(ExpressionData const& lhs)
+ExpressionData const& selectionBase(ExpressionData const& node)
 {
     // Element and sub-range selections hold what they select from as sub-expression 0.
-    ExpressionData const* node = &lhs;
-    for (Children children = NodeAccess::childrenOf(*node);
+    ExpressionData const* base = &node;
+    for (Children children = NodeAccess::childrenOf(*base);
          children.kind == ExpressionDataType::MatrixRef || children.kind == ExpressionDataType::SubMatrix;
-         children = NodeAccess::childrenOf(*node)) {
-        node = children[0];
+         children = NodeAccess::childrenOf(*base)) {
+        base = children[0];
     }
-    bool const storage = node->getExpressionDataType() == ExpressionDataType::VariableRef && lhs.isLValue();
-    return storage ? static_cast<VariableRef const*>(node) : nullptr;
+    return *base;
+}
+
+VariableRef const* storageOf(ExpressionData const& lhs)
+{
+    ExpressionData const& base = selectionBase(lhs);
+    bool const storage = base.getExpressionDataType() == ExpressionDataType::VariableRef && lhs.isLValue();
+    return storage ? static_cast<VariableRef const*>(&base) : nullptr;
 }
 
 sxu::string dimensionText(Shape const& shape)

@@ -90,8 +90,10 @@ Type const& lastOutputTypeOf(Function const& function);
 /// A variable of a module's scope: storage that every function of the context may use.
 bool isModuleVariable(Variable const& variable);
 
-/// The variable reference at the base of an assignment's left side, under its element and range
-/// selections, when the left side is storage (a mutable variable, or a selection of one); else null.
+/// What `node` finally selects from, under its element and range selections (itself when it is none).
+ExpressionData const& selectionBase(ExpressionData const& node);
+/// The variable reference at the base of an assignment's left side when the left side is storage (a
+/// mutable variable, or a selection of one); else null.
 VariableRef const* storageOf(ExpressionData const& lhs);
 
 /// "2x3".
