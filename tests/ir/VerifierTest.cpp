@@ -293,6 +293,23 @@ TEST(Verifier, PathsGoThroughNestedModulesIfBranchesAndSharedNodesOnce)
     EXPECT_TRUE(Verifier().verify(w.f).empty());
 }
 
+TEST(Verifier, OnlyTheLibrarysOutEqualsInMayUseAnInputThatAnOutputOfItsNameHides)
+{
+    World w;
+    FunctionSignature signature(*w.context);
+    signature.addInput("x").setType(w.real);
+    signature.addOutput("x").setType(w.real);
+    Function& p = *w.module.getModuleScope().addScopeItem<Function>("p");
+    p.setSignature(signature); // writes x=x, the output from the input
+    auto const& input = *p.getFunctionScope(FS::Input).getGenericScopeItem(0);
+    // A copy would take this x for the output, as the name does.
+    *p.expression("x") = Expression(input) + 1.0;
+    std::vector<Diagnostic> const found = Verifier().verify(p);
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].id, ErrorId::VerifyForeignVariable);
+    EXPECT_EQ(found[0].path, "m/p/body[1]/rhs/operand[0]");
+}
+
 TEST(Verifier, EveryCatalogSampleIsClean)
 {
     for (sxu::string const& name : TestCatalog::get()->getEntryNames()) {
