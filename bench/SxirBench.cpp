@@ -1,7 +1,8 @@
 // Speed and memory of sxir on the shared workload (see Workload.hpp): building a
 // function body through the client API, printing it, comparing two bodies,
 // cloning the function into another context, destroying it, hoisting the common
-// assignments out of an if, and the bytes a statement takes.
+// assignments out of an if, the bytes a statement takes, running it, hashing its
+// statements and verifying it.
 //
 // Everything runs on the calling thread's ordinary stack: the library walks
 // statements and expressions with explicit stacks and must not need more.
@@ -9,6 +10,7 @@
 
 #include "ir/sxir.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -151,6 +153,26 @@ SXIR_BENCH_MEASURED double measuredRun(sxir::Interpreter& interpreter, sxir::Fun
 SXIR_BENCH_MEASURED void measuredPrepare(sxir::Interpreter& interpreter, sxir::Function const& function)
 {
     interpreter.prepare(function);
+}
+
+SXIR_BENCH_MEASURED std::uint64_t measuredHash(std::vector<sxir::Function*> const& functions)
+{
+    std::uint64_t combined = 0;
+    for (sxir::Function const* function : functions) {
+        for (sxir::Statement const* statement : function->getStatements().getStatementList()) {
+            combined += sxir::structuralHash(*statement);
+        }
+    }
+    return combined;
+}
+
+SXIR_BENCH_MEASURED std::size_t measuredVerify(std::vector<sxir::Function*> const& functions)
+{
+    std::size_t found = 0;
+    for (sxir::Function const* function : functions) {
+        found += sxir::Verifier().verify(*function).size();
+    }
+    return found;
 }
 
 SXIR_BENCH_MEASURED void measuredHoist(sxir::Module& module)
@@ -385,6 +407,31 @@ void runPrepare(benchmark::State& state, long size)
     bench::setStatementCounters(state, count * size);
 }
 
+void runHash(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("hash/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(measuredHash(bodies.functions));
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+void runVerify(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("verify/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        if (measuredVerify(bodies.functions) != 0) {
+            state.SkipWithError("the verifier finds faults in the workload");
+            return;
+        }
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
 void runHoist(benchmark::State& state, long n)
 {
     // Several functions per module when n is small, one module in all; the pass
@@ -429,6 +476,8 @@ int main(int argc, char** argv)
     bench::registerWorkloads("sxir", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     bench::registerSizes("sxir", "run", runRun);
     bench::registerSizes("sxir", "prepare", runPrepare);
+    bench::registerSizes("sxir", "hash", runHash);
+    bench::registerSizes("sxir", "verify", runVerify);
     bench::registerWorkload("sxir", "hoist", bench::kHoistSizes,
                             sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0], runHoist);
     return bench::runBenchmarks(argc, argv);

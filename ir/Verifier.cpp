@@ -137,16 +137,24 @@ private:
 
 struct Static {
     Shape shape;
+    /// False where a problem, already reported, leaves the value unknown.
+    bool known = false;
+    /// The value of a scalar constant: its node holds it.
+    bool constant = false;
     /// The declared type the value has: for a function value, its signature.
     Type const* type = nullptr;
     /// The function a function reference names.
     Function const* function = nullptr;
-    /// A constant's value.
-    double value = 0.0;
-    /// False where a problem, already reported, leaves the value unknown.
-    bool known = false;
-    bool constant = false;
 };
+
+/// The value of a node whose value is constant.
+double constantValue(ExpressionData const& node)
+{
+    double value = 0.0;
+    NodeAccess::forScalar(static_cast<Constant const&>(node),
+                          [&value](auto const& constant) { value = static_cast<double>(std::get<0>(constant.fields())); });
+    return value;
+}
 
 Interface interfaceOf(Static const& value)
 {
@@ -244,9 +252,9 @@ enum class Reach { Usable, OtherContext, OtherFunction, Replaced, Hidden, NoStor
 
 /// What a reference to one declaration gives, worked out once per declaration.
 struct Declared {
+    bool found = false; ///< worked out already
     Reach reach = Reach::Usable;
-    bool valued = false; ///< a variable of a type some value has
-    Shape shape;
+    Static value; ///< of a variable: unknown when no value has its type
 };
 
 /// One statement list on the way down from the body: the body, or a branch of an if statement.
@@ -266,25 +274,33 @@ class FunctionChecker;
 
 /// Works out each distinct node's value in post-order: each node's entry waits on the value stack
 /// with its parts' entries after it until the node is left.
-class ExpressionChecker : public ExpressionKindVisitor<ExpressionChecker, Static> {
+class ExpressionChecker : public ExpressionKindVisitor<ExpressionChecker> {
 public:
     explicit ExpressionChecker(FunctionChecker& checker) : mChecker(checker) {}
 
-    unsigned long enter(ExpressionData const* node, Children const& children);
+    SXIR_ALWAYS_INLINE unsigned long enter(ExpressionData const* node, Children const& children);
     void next(ExpressionData const&, Children const&, unsigned long) {}
     bool leave(ExpressionData const& node, Children const& children);
 
-    // A node's value from its parts' entries (null for a leaf); the node's own entry is mHere.
-    Static visitConstant(Constant const& node, Entry const* parts);
-    Static visitVariableRef(VariableRef const& node, Entry const* parts);
-    Static visitFunctionRef(FunctionRef const& node, Entry const* parts);
-    Static visitOperator(Operator const& node, Entry const* parts);
-    Static visitMatrixRef(MatrixRef const& node, Entry const* parts);
-    Static visitSubMatrix(SubMatrix const& node, Entry const* parts);
-    Static visitFunctionCall(FunctionCall const& node, Entry const* parts);
-    Static visitCustom(CustomExpressionData const& node, Entry const* parts);
+    // A node's value, into `out` (unknown to begin with), from its parts' entries (null for a leaf);
+    // the node's own entry is mHere.
+    void visitConstant(Constant const& node, Entry const* parts, Static& out);
+    SXIR_ALWAYS_INLINE void visitVariableRef(VariableRef const& node, Entry const* parts, Static& out);
+    __attribute__((noinline)) void visitFunctionRef(FunctionRef const& node, Entry const* parts, Static& out);
+    void visitOperator(Operator const& node, Entry const* parts, Static& out);
+    void visitMatrixRef(MatrixRef const& node, Entry const* parts, Static& out);
+    void visitSubMatrix(SubMatrix const& node, Entry const* parts, Static& out);
+    void visitFunctionCall(FunctionCall const& node, Entry const* parts, Static& out);
+    __attribute__((noinline)) void visitCustom(CustomExpressionData const& node, Entry const* parts, Static& out);
 
 private:
+    /// The value of a reference to a variable the function cannot use or no value has, once reported.
+    __attribute__((noinline)) Static unusable(VariableRef const& node, Declared const& declared);
+    /// Reports the operands of an operation that are known and not scalar numbers (kept apart from
+    /// the visit, which most operations pass).
+    __attribute__((noinline)) void reportOperands(Operator const& node, Entry const* parts);
+    /// Reports the unset call operand whose entry is the last.
+    __attribute__((noinline)) void reportUnset();
     /// Reports a problem of a leaf, which is not remembered like a shared inner node, once.
     void reportLeaf(ExpressionData const& node, char const* id, sxu::string const& message);
     std::size_t part(unsigned long position) const { return mHere + 1 + position; }
@@ -332,7 +348,23 @@ public:
     std::size_t& open() { return mOpen; }
     Static* findShared(ExpressionData const& node) { return mShared.find(&node); }
     void keepShared(ExpressionData const& node, Static const& value) { mShared.insert(&node, nullptr, value); }
-    Declared declared(ScopeItem const& item);
+    /// What a reference to `item` gives; valid until the next declaration is looked up.
+    SXIR_ALWAYS_INLINE Declared const& declared(ScopeItem const& item)
+    {
+        // Most references name the function's own declarations: those go by their position.
+        Scope const* scope = &item.getParentScope();
+        for (unsigned long kind = 0; kind < FunctionScopeType::Count; ++kind) {
+            if (scope == mOwnScopes[kind]) {
+                Declared& own = mOwn[kind][item.getId()];
+                if (!own.found) {
+                    own = factsOf(item);
+                }
+                return own;
+            }
+        }
+        Declared const* known = mDeclared.find(&item);
+        return known != nullptr ? *known : declareNew(item);
+    }
     void report(char const* id, std::size_t entry, sxu::string const& message)
     {
         mOut.push_back(Diagnostic{id, expressionPath(entry), message});
@@ -348,9 +380,18 @@ public:
 private:
     void checkDeclarations();
     Reach reachOf(ScopeItem const& item) const;
+    /// What a reference to `item`, looked up for the first time, gives.
+    __attribute__((noinline)) Declared const& declareNew(ScopeItem const& item);
+    Declared factsOf(ScopeItem const& item) const;
     bool isOwnScope(Scope const& scope) const;
-    /// The value of `root`, a part of the current statement named `part` in paths.
-    Static walk(ExpressionData const& root, char const* part);
+    /// Works out the value of `root`, a part of the current statement named `part` in paths; its
+    /// entry, whose index this gives, stays until the next statement.
+    std::size_t walk(ExpressionData const& root, char const* part);
+    /// Reports an assignment's unset sides, and a left side that is not storage.
+    __attribute__((noinline)) void reportSides(ExpressionData const* lhs, ExpressionData const* rhs);
+    /// Reports a value that does not fit where an assignment stores it.
+    __attribute__((noinline)) void reportStore(ExpressionData const& lhs, ExpressionData const& rhs,
+                                               Static const& target, Static const& value);
     sxu::string const& functionPath();
     sxu::string statementPath(Position const& position);
     sxu::string expressionPath(std::size_t entry);
@@ -367,6 +408,9 @@ private:
     std::size_t mOpen = sNone;
     NodeMemo<Static> mShared;
     NodeMemo<Declared> mDeclared;
+    /// The function's three scopes (none without a signature), and what references to their items give.
+    Scope const* mOwnScopes[FunctionScopeType::Count] = {};
+    sxu::vector<Declared> mOwn[FunctionScopeType::Count];
     sxu::vector<ListPlace> mLists;
     Position mStatement{0, 0};
     bool mAutoGenerated = false;
@@ -381,32 +425,28 @@ private:
 
 unsigned long ExpressionChecker::enter(ExpressionData const* node, Children const& children)
 {
+    // Entries are made in place and filled field by field: a whole entry built elsewhere and copied
+    // in costs more than the rest of a visit.
     sxu::vector<Entry>& entries = mChecker.entries();
-    std::size_t const parent = mChecker.open();
+    Entry& entry = entries.emplace_back();
+    entry.node = node;
+    entry.parent = mChecker.open();
     if (node == nullptr) {
-        // An unset call operand: its call is the entry it is a part of.
-        entries.push_back(Entry{nullptr, parent, Static()});
-        // Part 0 of a call is what it calls: operand k is part k + 1.
-        unsigned long const operand = entries.size() - parent - 3;
-        mChecker.report(ErrorId::VerifyUnsetOperand, entries.size() - 1,
-                        "Operand " + decimal(operand + 1) + " of " + excerptOf(*entries[parent].node) +
-                            " is not set; set it with FunctionCall::setOperand(" + decimal(operand) + ", ...).");
+        reportUnset();
         return 0;
     }
     if (isSharedInner(*node, children.count)) {
         if (Static const* known = mChecker.findShared(*node)) {
-            entries.push_back(Entry{node, parent, *known});
+            entry.value = *known;
             return 0;
         }
     }
-    entries.push_back(Entry{node, parent, Static()});
     if (children.count != 0) {
         mChecker.open() = entries.size() - 1;
         return children.count;
     }
     mHere = entries.size() - 1;
-    Static const value = visitKind(children.kind, *node, nullptr);
-    entries.back().value = value;
+    visitKind(children.kind, *node, nullptr, entry.value);
     return 0;
 }
 
@@ -414,14 +454,25 @@ bool ExpressionChecker::leave(ExpressionData const& node, Children const& childr
 {
     sxu::vector<Entry>& entries = mChecker.entries();
     mHere = mChecker.open();
-    Static const value = visitKind(children.kind, node, &entries[mHere + 1]);
+    Entry& entry = entries[mHere];
+    visitKind(children.kind, node, &entries[mHere + 1], entry.value);
     entries.resize(mHere + 1);
-    entries[mHere].value = value;
-    mChecker.open() = entries[mHere].parent;
+    mChecker.open() = entry.parent;
     if (isSharedInner(node, children.count)) {
-        mChecker.keepShared(node, value);
+        mChecker.keepShared(node, entry.value);
     }
     return true;
+}
+
+void ExpressionChecker::reportUnset()
+{
+    // The unset operand's call is the entry it is a part of, whose part 0 is what it calls.
+    sxu::vector<Entry> const& entries = mChecker.entries();
+    std::size_t const call = entries.back().parent;
+    unsigned long const operand = entries.size() - call - 3;
+    mChecker.report(ErrorId::VerifyUnsetOperand, entries.size() - 1,
+                    "Operand " + decimal(operand + 1) + " of " + excerptOf(*entries[call].node) +
+                        " is not set; set it with FunctionCall::setOperand(" + decimal(operand) + ", ...).");
 }
 
 void ExpressionChecker::reportLeaf(ExpressionData const& node, char const* id, sxu::string const& message)
@@ -435,26 +486,32 @@ void ExpressionChecker::reportLeaf(ExpressionData const& node, char const* id, s
     mChecker.report(id, mHere, message);
 }
 
-Static ExpressionChecker::visitConstant(Constant const& node, Entry const*)
+void ExpressionChecker::visitConstant(Constant const& node, Entry const*, Static& out)
 {
     if (node.getType() == nullptr) {
         reportLeaf(node, ErrorId::VerifyUntypedNode,
                    "The constant " + excerptOf(node) + " has no type; its class must give one from getType().");
-        return Static();
+        return;
     }
-    Static value;
-    value.shape.type = node.getType()->getType();
-    value.type = node.getType();
-    value.known = true;
-    value.constant = NodeAccess::forScalar(
-        node, [&value](auto const& constant) { value.value = static_cast<double>(std::get<0>(constant.fields())); });
-    return value;
+    out.shape.type = node.getType()->getType();
+    out.type = node.getType();
+    out.known = true;
+    out.constant = NodeAccess::forScalar(node, [](auto const&) {});
 }
 
-Static ExpressionChecker::visitVariableRef(VariableRef const& node, Entry const*)
+void ExpressionChecker::visitVariableRef(VariableRef const& node, Entry const*, Static& out)
+{
+    Declared const& declared = mChecker.declared(node.getVariable());
+    if (declared.reach == Reach::Usable && declared.value.known) {
+        out = declared.value;
+    } else {
+        out = unusable(node, declared);
+    }
+}
+
+Static ExpressionChecker::unusable(VariableRef const& node, Declared const& declared)
 {
     Variable const& variable = node.getVariable();
-    Declared const declared = mChecker.declared(variable);
     Function const& function = mChecker.function();
     sxu::string const& name = variable.getName();
     Function const* owner = variable.getParentScope().resolveFunction();
@@ -490,23 +547,16 @@ Static ExpressionChecker::visitVariableRef(VariableRef const& node, Entry const*
                        function.getName() + ".");
         return Static();
     }
-    if (!declared.valued) {
-        // The function's own declarations are reported where they stand.
-        if (owner != &function) {
-            reportLeaf(node, ErrorId::VerifyNoValueType,
-                       "The module variable " + name + " is of a type no value has (" + variable.asString() +
-                           "); give it a builtin, matrix or signature type.");
-        }
-        return Static();
+    // The function's own declarations are reported where they stand.
+    if (!declared.value.known && owner != &function) {
+        reportLeaf(node, ErrorId::VerifyNoValueType,
+                   "The module variable " + name + " is of a type no value has (" + variable.asString() +
+                       "); give it a builtin, matrix or signature type.");
     }
-    Static value;
-    value.shape = declared.shape;
-    value.type = &variable.getType();
-    value.known = true;
-    return value;
+    return declared.value;
 }
 
-Static ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*)
+void ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*, Static& out)
 {
     Function const& referenced = node.getFunction();
     Function const& function = mChecker.function();
@@ -518,7 +568,7 @@ Static ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*
         reportLeaf(node, ErrorId::VerifyForeignVariable,
                    referenced.getName() + " is a function of another context; refer to the function " +
                        function.getName() + " finds for that name in its own context.");
-        return Static();
+        return;
     case Reach::OtherFunction:
     case Reach::Replaced:
     case Reach::Hidden:
@@ -526,21 +576,30 @@ Static ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*
                    function.getName() + " cannot reach this function " + referenced.getName() +
                        " by name (the name finds another declaration, or none); refer to the one " +
                        function.getName() + "(\"" + referenced.getName() + "\") gives.");
-        return Static();
+        return;
     }
-    Static value;
-    value.shape.function = true;
-    value.type = node.getGenericType();
-    value.function = &referenced;
-    value.known = true;
-    return value;
+    out.shape.function = true;
+    out.type = node.getGenericType();
+    out.function = &referenced;
+    out.known = true;
 }
 
-Static ExpressionChecker::visitOperator(Operator const& node, Entry const* parts)
+void ExpressionChecker::visitOperator(Operator const& node, Entry const* parts, Static& out)
 {
-    unsigned long const count = node.getNumOperands();
-    bool known = true;
-    for (unsigned long i = 0; i < count; ++i) {
+    // A unary operation's last operand is its first.
+    Static const& first = parts[0].value;
+    Static const& last = parts[node.getNumOperands() - 1].value;
+    if (first.known && last.known && first.shape.isScalarNumber() && last.shape.isScalarNumber()) {
+        out.shape = operationShape(node.getOp(), first.shape.type, last.shape.type);
+        out.known = true;
+    } else {
+        reportOperands(node, parts);
+    }
+}
+
+void ExpressionChecker::reportOperands(Operator const& node, Entry const* parts)
+{
+    for (unsigned long i = 0; i < node.getNumOperands(); ++i) {
         Static const& operand = parts[i].value;
         if (operand.known && !operand.shape.isScalarNumber()) {
             mChecker.report(ErrorId::VerifyTypeMismatch, part(i),
@@ -548,19 +607,10 @@ Static ExpressionChecker::visitOperator(Operator const& node, Entry const* parts
                                 shapeText(operand.shape) +
                                 ", but an operation takes scalar numbers; select one element, or call a function.");
         }
-        known = known && operand.known && operand.shape.isScalarNumber();
     }
-    if (!known) {
-        return Static();
-    }
-    Static value;
-    DataType const a = parts[0].value.shape.type;
-    value.shape = operationShape(node.getOp(), a, count == 2 ? parts[1].value.shape.type : a);
-    value.known = true;
-    return value;
 }
 
-Static ExpressionChecker::visitMatrixRef(MatrixRef const& node, Entry const* parts)
+void ExpressionChecker::visitMatrixRef(MatrixRef const& node, Entry const* parts, Static& out)
 {
     Static const& matrix = parts[0].value;
     if (matrix.known && matrix.shape.function) {
@@ -580,12 +630,12 @@ Static ExpressionChecker::visitMatrixRef(MatrixRef const& node, Entry const* par
         known = known && index.known && index.shape.isScalarNumber();
     }
     if (!known) {
-        return Static();
+        return;
     }
     // A constant index must be a whole number inside the declared dimension, each on its own.
     Shape const& shape = matrix.shape;
-    double const row = parts[1].value.constant ? parts[1].value.value : 0.0;
-    double const column = parts[2].value.constant ? parts[2].value.value : 0.0;
+    double const row = parts[1].value.constant ? constantValue(*parts[1].node) : 0.0;
+    double const column = parts[2].value.constant ? constantValue(*parts[2].node) : 0.0;
     if (!isElementInside(row, column, shape.rows, shape.columns)) {
         bool const scalar = shape.rows == 1 && shape.columns == 1 && (matrix.type == nullptr || matrix.type->isScalar());
         sxu::string const of = scalar               ? sxu::string("a scalar, whose only element is (0,0)")
@@ -598,25 +648,23 @@ Static ExpressionChecker::visitMatrixRef(MatrixRef const& node, Entry const* par
                             (parts[1].value.constant ? number(row) : excerptOf(*parts[1].node)) + "," +
                             (parts[2].value.constant ? number(column) : excerptOf(*parts[2].node)) + ") of " + of +
                             "; use whole numbers inside it.");
-        return Static();
+        return;
     }
-    Static value;
-    value.shape = elementShape(shape);
-    value.known = true;
-    return value;
+    out.shape = elementShape(shape);
+    out.known = true;
 }
 
-Static ExpressionChecker::visitSubMatrix(SubMatrix const& node, Entry const* parts)
+void ExpressionChecker::visitSubMatrix(SubMatrix const& node, Entry const* parts, Static& out)
 {
     Static const& matrix = parts[0].value;
     if (!matrix.known) {
-        return Static();
+        return;
     }
     if (matrix.shape.function) {
         mChecker.report(ErrorId::VerifyTypeMismatch, part(0),
                         "In " + excerptOf(node) + ", " + excerptOf(*parts[0].node) +
                             " is a function, which has no elements; take a range of a matrix.");
-        return Static();
+        return;
     }
     unsigned long const first = node.getFirst();
     unsigned long const last = node.getLast();
@@ -625,12 +673,10 @@ Static ExpressionChecker::visitSubMatrix(SubMatrix const& node, Entry const* par
                         excerptOf(node) + " takes the elements from " + decimal(first) + " up to " + decimal(last) +
                             " of " + decimal(matrix.shape.count()) +
                             "; the range must end within them and not before it starts.");
-        return Static();
+        return;
     }
-    Static value;
-    value.shape = rangeShape(matrix.shape, first, last);
-    value.known = true;
-    return value;
+    out.shape = rangeShape(matrix.shape, first, last);
+    out.known = true;
 }
 
 bool ExpressionChecker::checkOperands(FunctionCall const& node, Entry const* parts, Interface callee,
@@ -660,23 +706,22 @@ bool ExpressionChecker::checkOperands(FunctionCall const& node, Entry const* par
     return fit;
 }
 
-Static ExpressionChecker::visitFunctionCall(FunctionCall const& node, Entry const* parts)
+void ExpressionChecker::visitFunctionCall(FunctionCall const& node, Entry const* parts, Static& out)
 {
     // parts[0] is what is called, then the operands.
     Static const& called = parts[0].value;
     if (!called.known) {
-        return Static();
+        return;
     }
     if (!called.shape.function) {
         mChecker.report(ErrorId::VerifyTypeMismatch, part(0),
                         excerptOf(*parts[0].node) + " is " + shapeText(called.shape) +
                             ", not a function; call a function or a variable of a signature type.");
-        return Static();
+        return;
     }
     Interface callee = interfaceOf(called);
     sxu::string const name = excerptOf(*parts[0].node);
     unsigned long const operands = node.getNumOperands();
-    Static value;
     if (called.function != nullptr) {
         // A known function: a run calls it as it is now.
         switch (calleeFault(mChecker.function().getContext(), *called.function, operands)) {
@@ -687,74 +732,76 @@ Static ExpressionChecker::visitFunctionCall(FunctionCall const& node, Entry cons
             mChecker.report(ErrorId::VerifyNotCallable, mHere,
                             name + " has no signature, so " + excerptOf(node) +
                                 " cannot run; give it one with Function::setSignature.");
-            return Static();
+            return;
         case CalleeFault::OperandCount:
             mChecker.report(ErrorId::VerifyOperandCount, mHere,
                             excerptOf(node) + " passes " + counted(operands, "operand") + ", but " + name +
                                 " takes " + counted(callee.inputs->getNumScopeItems(), "input") +
                                 "; build the call again for its signature.");
-            return Static();
+            return;
         case CalleeFault::NoOutput:
             mChecker.report(ErrorId::VerifyNotCallable, mHere,
                             name + " has no output, so " + excerptOf(node) +
                                 " has no value; give it an output, the last of which a call gives.");
-            return Static();
+            return;
         }
-        value = valueOf(&lastOutputTypeOf(*called.function));
-        if (!value.known) {
+        out = valueOf(&lastOutputTypeOf(*called.function));
+        if (!out.known) {
             mChecker.report(ErrorId::VerifyNotCallable, mHere,
                             "The last output of " + name + ", which " + excerptOf(node) +
                                 " gives, is of a type no value has; give that output another type.");
-            return Static();
+            return;
         }
     } else {
         // A function value: what its signature promises, which every function stored as one keeps.
         if (callee.inputs == nullptr) {
-            return Static();
+            return;
         }
         if (callee.inputs->getNumScopeItems() != operands) {
             mChecker.report(ErrorId::VerifyOperandCount, mHere,
                             excerptOf(node) + " passes " + counted(operands, "operand") + ", but the signature of " +
                                 name + " takes " + counted(callee.inputs->getNumScopeItems(), "input") +
                                 "; build the call again for it.");
-            return Static();
+            return;
         }
         if (callee.outputs->isEmpty()) {
             mChecker.report(ErrorId::VerifyNotCallable, mHere,
                             "The signature of " + name + " has no output, so " + excerptOf(node) +
                                 " has no value; give the signature an output.");
-            return Static();
+            return;
         }
         // The call's value takes the type of its own copy of the signature.
-        value = valueOf(node.getGenericType());
-        if (!value.known) {
+        out = valueOf(node.getGenericType());
+        if (!out.known) {
             mChecker.report(ErrorId::VerifyNotCallable, mHere,
                             excerptOf(node) + " was built for a signature without an output of a type some value " +
                                 "has; build the call again.");
-            return Static();
+            return;
         }
         Static const promised = valueOf(&typeOf(*callee.outputs, callee.outputs->getNumScopeItems() - 1));
-        if (!promised.known || !FunctionChecker::fitsAlike(value, promised)) {
+        if (!promised.known || !FunctionChecker::fitsAlike(out, promised)) {
             mChecker.report(ErrorId::VerifyTypeMismatch, mHere,
                             excerptOf(node) + " was built for a signature whose last output is " +
-                                shapeText(value.shape) + ", but " + name + " gives " + shapeText(promised.shape) +
+                                shapeText(out.shape) + ", but " + name + " gives " + shapeText(promised.shape) +
                                 " now; build the call again.");
-            return Static();
+            out = Static();
+            return;
         }
     }
-    return checkOperands(node, parts, callee, name) ? value : Static();
+    if (!checkOperands(node, parts, callee, name)) {
+        out = Static();
+    }
 }
 
-Static ExpressionChecker::visitCustom(CustomExpressionData const& node, Entry const*)
+void ExpressionChecker::visitCustom(CustomExpressionData const& node, Entry const*, Static& out)
 {
-    Static const value = valueOf(node.getGenericType());
-    if (!value.known) {
+    out = valueOf(node.getGenericType());
+    if (!out.known) {
         mChecker.report(ErrorId::VerifyUntypedNode, mHere,
                         "The client node " + excerptOf(node) + " has " +
-                            (value.type == nullptr ? "no type" : "a type no value has") +
+                            (out.type == nullptr ? "no type" : "a type no value has") +
                             "; its getCustomType() must give a builtin, matrix or signature type.");
     }
-    return value;
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -788,18 +835,21 @@ Reach FunctionChecker::reachOf(ScopeItem const& item) const
     return storage ? Reach::Usable : Reach::NoStorage;
 }
 
-Declared FunctionChecker::declared(ScopeItem const& item)
+Declared FunctionChecker::factsOf(ScopeItem const& item) const
 {
-    if (Declared const* known = mDeclared.find(&item)) {
-        return *known;
-    }
     Declared facts;
+    facts.found = true;
     facts.reach = reachOf(item);
     if (item.getScopeItemType() == ScopeItemType::Variable) {
-        facts.valued = shapeOf(static_cast<Variable const&>(item).getType(), facts.shape);
+        facts.value = valueOf(&static_cast<Variable const&>(item).getType());
     }
-    mDeclared.insert(&item, nullptr, facts);
     return facts;
+}
+
+Declared const& FunctionChecker::declareNew(ScopeItem const& item)
+{
+    mDeclared.insert(&item, nullptr, factsOf(item));
+    return *mDeclared.find(&item);
 }
 
 void FunctionChecker::checkDeclarations()
@@ -820,51 +870,64 @@ void FunctionChecker::checkDeclarations()
     }
 }
 
-Static FunctionChecker::walk(ExpressionData const& root, char const* part)
+std::size_t FunctionChecker::walk(ExpressionData const& root, char const* part)
 {
     mPart = part;
     walkExpression(mExpressions, root);
-    Static const value = mEntries.back().value;
-    mEntries.pop_back();
-    return value;
+    return mEntries.size() - 1;
 }
 
 Visit FunctionChecker::visitAssignment(AssignmentStatement const& statement)
 {
     ExpressionData const* lhs = statement.getExpressionNode(AssignmentStatement::LHS);
     ExpressionData const* rhs = statement.getExpressionNode(AssignmentStatement::RHS);
+    bool const storage = lhs != nullptr && storageOf(*lhs) != nullptr;
+    if (!storage || rhs == nullptr) {
+        reportSides(lhs, rhs);
+    }
+    mEntries.clear();
+    std::size_t const target = storage ? walk(*lhs, "lhs") : sNone;
+    std::size_t const value = rhs != nullptr ? walk(*rhs, "rhs") : sNone;
+    if (target != sNone && value != sNone && mEntries[target].value.known && mEntries[value].value.known &&
+        !fitsAlike(mEntries[target].value, mEntries[value].value)) {
+        reportStore(*lhs, *rhs, mEntries[target].value, mEntries[value].value);
+    }
+    return Visit::Skip;
+}
+
+void FunctionChecker::reportSides(ExpressionData const* lhs, ExpressionData const* rhs)
+{
     static char const* const sides[] = {"left", "right"};
     static char const* const parts[] = {"lhs", "rhs"};
     for (unsigned long side = 0; side < 2; ++side) {
-        if (statement.getExpressionNode(side) == nullptr) {
+        if ((side == 0 ? lhs : rhs) == nullptr) {
             reportStatement(ErrorId::VerifyUnsetOperand, parts[side],
                             sxu::string("The ") + sides[side] +
                                 " side of the assignment is not set; set it with "
                                 "AssignmentStatement::setExpression.");
         }
     }
-    Static target;
-    if (lhs != nullptr && storageOf(*lhs) != nullptr) {
-        target = walk(*lhs, "lhs");
-    } else if (lhs != nullptr) {
+    if (lhs != nullptr && storageOf(*lhs) == nullptr) {
         reportStatement(ErrorId::VerifyNotAssignable, "lhs",
                         "Cannot assign to " + excerptOf(*lhs) + ": " + NotStorage(mFunction).visit(selectionBase(*lhs)) +
                             "; assign to an output or local of " + mFunction.getName() +
                             ", or to an element or range of one.");
     }
-    Static const value = rhs != nullptr ? walk(*rhs, "rhs") : Static();
-    if (target.known && value.known && !fitsAlike(target, value)) {
-        reportStatement(ErrorId::VerifyTypeMismatch, "rhs",
-                        excerptOf(*lhs) + " holds " + shapeText(target.shape) + ", but " + excerptOf(*rhs) + " is " +
-                            describe(value, target) + "; store " + wanted(target) + ".");
-    }
-    return Visit::Skip;
+}
+
+void FunctionChecker::reportStore(ExpressionData const& lhs, ExpressionData const& rhs, Static const& target,
+                                  Static const& value)
+{
+    reportStatement(ErrorId::VerifyTypeMismatch, "rhs",
+                    excerptOf(lhs) + " holds " + shapeText(target.shape) + ", but " + excerptOf(rhs) + " is " +
+                        describe(value, target) + "; store " + wanted(target) + ".");
 }
 
 Visit FunctionChecker::visitIf(IfStatement const& statement)
 {
     ExpressionData const& node = *statement.getExpressionNode(0);
-    Static const condition = walk(node, "condition");
+    mEntries.clear();
+    Static const& condition = mEntries[walk(node, "condition")].value;
     if (condition.known && !condition.shape.isScalarNumber()) {
         reportStatement(ErrorId::VerifyTypeMismatch, "condition",
                         "The condition " + excerptOf(node) + " is " + shapeText(condition.shape) +
@@ -945,6 +1008,10 @@ sxu::string FunctionChecker::expressionPath(std::size_t entry)
 
 void FunctionChecker::run()
 {
+    for (unsigned long kind = 0; kind < FunctionScopeType::Count && mFunction.hasSignature(); ++kind) {
+        mOwnScopes[kind] = &mFunction.getFunctionScope(static_cast<FunctionScopeType::Type>(kind));
+        mOwn[kind].resize(mOwnScopes[kind]->getNumScopeItems());
+    }
     checkDeclarations();
     CompoundStatement const& body = mFunction.getStatements();
     mOpenList = &mFunction.getCurrentStatements() != &body ? &mFunction.getCurrentStatements() : nullptr;
