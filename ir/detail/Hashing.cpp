@@ -4,7 +4,6 @@
 #include "ir/detail/Walk.hpp"
 
 #include <type_traits>
-#include <vector>
 
 namespace sxir {
 namespace detail {
@@ -20,18 +19,18 @@ public:
     unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
-            mValues.push_back(sUnsetHash);
+            mValues.push(sUnsetHash);
             return 0;
         }
         if (isSharedInner(*node, children.count)) {
             if (std::uint64_t const* known = mKnown.find(node)) {
-                mValues.push_back(*known);
+                mValues.push(*known);
                 return 0;
             }
         }
         std::uint64_t const own = visitKind(children.kind, *node);
         unsigned long const walked = children.kind == ExpressionDataType::Custom ? 0 : children.count;
-        mValues.push_back(own);
+        mValues.push(own);
         return walked;
     }
     void next(ExpressionData const&, Children const&, unsigned long) {}
@@ -42,14 +41,19 @@ public:
         for (std::size_t i = first; i < mValues.size(); ++i) {
             value = mixHash(value, mValues[i]);
         }
-        mValues.resize(first);
-        mValues.back() = value;
+        mValues.truncate(first);
+        mValues.top() = value;
         if (isSharedInner(node, children.count)) {
             mKnown.insert(&node, nullptr, value);
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    /// The hash of `root`; the hashes of shared nodes are kept for the next root.
+    std::uint64_t hash(ExpressionData const& root)
+    {
+        walkExpression(*this, root);
+        return mValues.pop();
+    }
 
     // A node's own part: its kind and its fields.
     std::uint64_t visitConstant(Constant const& node)
@@ -76,7 +80,8 @@ private:
         return NodeAccess::hashFields(node, Node::sExpressionDataType);
     }
 
-    std::vector<std::uint64_t> mValues;
+    // Held inline up to a depth most expressions never reach: a hash allocates nothing then.
+    SmallStack<std::uint64_t, 64> mValues;
     NodeMemo<std::uint64_t> mKnown;
 };
 
@@ -91,30 +96,30 @@ public:
         std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
         for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
             ExpressionData const* node = statement.getExpressionNode(i);
-            value = mixHash(value, node != nullptr ? hashOf(*node) : sUnsetHash);
+            value = mixHash(value, node != nullptr ? mExpressions.hash(*node) : sUnsetHash);
         }
-        mValues.push_back(value);
+        mValues.push(value);
         return Visit::Enter;
     }
     Visit enterList(Statement const&, unsigned long position, Data&, Data&)
     {
-        mValues.back() = mixHash(mValues.back(), position);
+        mValues.top() = mixHash(mValues.top(), position);
         return Visit::Enter;
     }
     void leaveList(Statement const&, unsigned long, Data&) {}
     bool leaveStatement(Statement const&, Data&)
     {
         if (mValues.size() > 1) {
-            std::uint64_t const value = mValues.back();
-            mValues.pop_back();
-            mValues.back() = mixHash(mValues.back(), value);
+            std::uint64_t const value = mValues.pop();
+            mValues.top() = mixHash(mValues.top(), value);
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    std::uint64_t result() { return mValues.top(); }
 
 private:
-    std::vector<std::uint64_t> mValues;
+    ExpressionHasher mExpressions;
+    SmallStack<std::uint64_t> mValues;
 };
 
 } // namespace
@@ -122,8 +127,7 @@ private:
 std::uint64_t hashOf(ExpressionData const& node)
 {
     ExpressionHasher hasher;
-    walkExpression(hasher, node);
-    return hasher.result();
+    return hasher.hash(node);
 }
 
 std::uint64_t hashOf(Statement const& statement)
@@ -135,6 +139,10 @@ std::uint64_t hashOf(Statement const& statement)
 
 std::uint64_t hashOf(Type const& type)
 {
+    if (NodeAccess::numInnerTypes(type) == 0) {
+        // A builtin type, the type of most variables, needs no walk.
+        return NodeAccess::hashTypeFields(type);
+    }
     struct TypeHasher {
         struct Frame {
             Type const* type;

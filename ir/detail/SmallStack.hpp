@@ -30,6 +30,8 @@ public:
         mData[mSize++] = value;
     }
     T pop() { return mData[--mSize]; }
+    /// Drops the entries from `size` on; `size` is at most size().
+    void truncate(unsigned long size) { mSize = size; }
 
 private:
     void grow()
