@@ -200,7 +200,7 @@ struct Entry {
     Static value;
 };
 
-/// The name of part `position` of a node, in a path.
+/// The name of part `position` of a node, in a path (a leaf has none).
 class PartNames : public ExpressionKindVisitor<PartNames, sxu::string> {
 public:
     sxu::string visitConstant(Constant const&, unsigned long) { return ""; }
@@ -239,6 +239,7 @@ public:
     sxu::string visitFunctionRef(FunctionRef const& node) { return excerptOf(node) + " is a function"; }
     sxu::string visitOperator(Operator const& node) { return excerptOf(node) + " is the value of an operation"; }
     sxu::string visitFunctionCall(FunctionCall const& node) { return excerptOf(node) + " is the value of a call"; }
+    // What a selection selects from is never a selection.
     sxu::string visitMatrixRef(MatrixRef const& node) { return excerptOf(node) + " is not storage"; }
     sxu::string visitSubMatrix(SubMatrix const& node) { return excerptOf(node) + " is not storage"; }
     sxu::string visitCustom(CustomExpressionData const& node) { return excerptOf(node) + " is a client node"; }
@@ -412,8 +413,7 @@ private:
     sxu::string expressionPath(std::size_t entry);
     void reportStatement(char const* id, char const* part, sxu::string const& message)
     {
-        mOut.push_back(Diagnostic{id, statementPath(mStatement) + (part != nullptr ? "/" + sxu::string(part) : ""),
-                                  message});
+        mOut.push_back(Diagnostic{id, statementPath(mStatement) + "/" + part, message});
     }
 
     Function const& mFunction;
@@ -544,7 +544,7 @@ Static ExpressionChecker::unusable(VariableRef const& node, Declared const& decl
         return Static();
     case Reach::Replaced:
         reportLeaf(node, ErrorId::VerifyForeignVariable,
-                   name + " belongs to parameters of " + function.getName() +
+                   name + " belongs to scopes of " + function.getName() +
                        " that a later setSignature replaced; use the declaration it has now.");
         return Static();
     case Reach::Hidden:

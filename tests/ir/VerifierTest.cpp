@@ -172,6 +172,12 @@ Site const sites[] = {
     {"VariableOfAnotherFunction", ErrorId::VerifyForeignVariable, "m/f/body[0]/rhs",
      "t belongs to the function g, whose variables f cannot use; declare it in f or use one of its own.",
      ErrorId::EvalNotEvaluable, [](World& w) { *w.y = Expression(w.t); }},
+    {"VariableOfAReplacedSignature", ErrorId::VerifyForeignVariable, "m/f/body[0]/rhs",
+     "x belongs to scopes of f that a later setSignature replaced; use the declaration it has now.",
+     ErrorId::EvalNotEvaluable, [](World& w) {
+         w.f.setSignature(w.f.getSignature());
+         *w.f.expression("y") = w.x;
+     }},
     {"VariableOfAnotherContext", ErrorId::VerifyForeignVariable, "m/f/body[0]/rhs",
      "v is a variable of another context; use the declaration f finds for that name in its own context.", nullptr,
      [](World& w) { *w.y = Expression(w.v); }},
