@@ -598,9 +598,9 @@ void ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*, 
 
 void ExpressionChecker::visitOperator(Operator const& node, Entry const* parts, Static& out)
 {
-    // A unary operation's last operand is its first.
+    // A unary operation's last operand is its first; the parts are the entries above the node's.
     Static const& first = parts[0].value;
-    Static const& last = parts[node.getNumOperands() - 1].value;
+    Static const& last = parts[mChecker.top() - mHere - 2].value;
     if (first.known && last.known && first.shape.isScalarNumber() && last.shape.isScalarNumber()) {
         out.shape = operationShape(node.getOp(), first.shape.type, last.shape.type);
         out.known = true;

@@ -79,7 +79,8 @@ ExpressionData const& selectionBase(ExpressionData const& node)
 VariableRef const* storageOf(ExpressionData const& lhs)
 {
     ExpressionData const& base = selectionBase(lhs);
-    bool const storage = base.getExpressionDataType() == ExpressionDataType::VariableRef && lhs.isLValue();
+    // A selection is storage when what it selects from is.
+    bool const storage = base.getExpressionDataType() == ExpressionDataType::VariableRef && base.isLValue();
     return storage ? static_cast<VariableRef const*>(&base) : nullptr;
 }
 
