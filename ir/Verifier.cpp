@@ -166,6 +166,20 @@ Interface interfaceOf(Static const& value)
                : Interface{};
 }
 
+/// A known value of `shape`, whole: a visit that finds a value writes all of it, one that does not
+/// leaves the entry unknown and the rest of it unread.
+Static knownValue(Shape const& shape, Type const* type = nullptr, Function const* function = nullptr,
+                  bool constant = false)
+{
+    Static value;
+    value.shape = shape;
+    value.known = true;
+    value.constant = constant;
+    value.type = type;
+    value.function = function;
+    return value;
+}
+
 /// A value of the declared type `type`; unknown when there is none or no value has it.
 Static valueOf(Type const* type)
 {
@@ -284,7 +298,7 @@ public:
     bool leave(ExpressionData const& node, Children const& children);
 
     // A node's value, into `out` (unknown to begin with), from its parts' entries (null for a leaf);
-    // the node's own entry is mHere.
+    // the node's own entry is mHere. A value found is written whole.
     void visitConstant(Constant const& node, Entry const* parts, Static& out);
     SXIR_ALWAYS_INLINE void visitVariableRef(VariableRef const& node, Entry const* parts, Static& out);
     __attribute__((noinline)) void visitFunctionRef(FunctionRef const& node, Entry const* parts, Static& out);
@@ -358,7 +372,7 @@ public:
         Entry& entry = mEntries[mTop++];
         entry.node = node;
         entry.parent = mOpen;
-        entry.value = Static();
+        entry.value.known = false;
         return entry;
     }
     std::size_t& open() { return mOpen; }
@@ -505,10 +519,9 @@ void ExpressionChecker::visitConstant(Constant const& node, Entry const*, Static
                    "The constant " + excerptOf(node) + " has no type; its class must give one from getType().");
         return;
     }
-    out.shape.type = node.getType()->getType();
-    out.type = node.getType();
-    out.known = true;
-    out.constant = NodeAccess::forScalar(node, [](auto const&) {});
+    Shape shape;
+    shape.type = node.getType()->getType();
+    out = knownValue(shape, node.getType(), nullptr, NodeAccess::forScalar(node, [](auto const&) {}));
 }
 
 void ExpressionChecker::visitVariableRef(VariableRef const& node, Entry const*, Static& out)
@@ -590,10 +603,9 @@ void ExpressionChecker::visitFunctionRef(FunctionRef const& node, Entry const*, 
                        function.getName() + "(\"" + referenced.getName() + "\") gives.");
         return;
     }
-    out.shape.function = true;
-    out.type = node.getGenericType();
-    out.function = &referenced;
-    out.known = true;
+    Shape shape;
+    shape.function = true;
+    out = knownValue(shape, node.getGenericType(), &referenced);
 }
 
 void ExpressionChecker::visitOperator(Operator const& node, Entry const* parts, Static& out)
@@ -602,8 +614,7 @@ void ExpressionChecker::visitOperator(Operator const& node, Entry const* parts, 
     Static const& first = parts[0].value;
     Static const& last = parts[mChecker.top() - mHere - 2].value;
     if (first.known && last.known && first.shape.isScalarNumber() && last.shape.isScalarNumber()) {
-        out.shape = operationShape(node.getOp(), first.shape.type, last.shape.type);
-        out.known = true;
+        out = knownValue(operationShape(node.getOp(), first.shape.type, last.shape.type));
     } else {
         reportOperands(node, parts);
     }
@@ -662,8 +673,7 @@ void ExpressionChecker::visitMatrixRef(MatrixRef const& node, Entry const* parts
                             "; use whole numbers inside it.");
         return;
     }
-    out.shape = elementShape(shape);
-    out.known = true;
+    out = knownValue(elementShape(shape));
 }
 
 void ExpressionChecker::visitSubMatrix(SubMatrix const& node, Entry const* parts, Static& out)
@@ -687,8 +697,7 @@ void ExpressionChecker::visitSubMatrix(SubMatrix const& node, Entry const* parts
                             "; the range must end within them and not before it starts.");
         return;
     }
-    out.shape = rangeShape(matrix.shape, first, last);
-    out.known = true;
+    out = knownValue(rangeShape(matrix.shape, first, last));
 }
 
 bool ExpressionChecker::checkOperands(FunctionCall const& node, Entry const* parts, Interface callee,
