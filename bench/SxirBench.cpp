@@ -1,7 +1,8 @@
 // Speed and memory of sxir on the shared workload (see Workload.hpp): building a
 // function body through the client API, printing it, comparing two bodies,
 // cloning the function into another context, destroying it, the bytes a statement
-// takes, and both hoisting passes on ifs of n pairs of assignments.
+// takes, running it, hashing its statements, verifying it, and both hoisting passes
+// on ifs of n pairs of assignments.
 //
 // Everything runs on the calling thread's ordinary stack: the library walks
 // statements and expressions with explicit stacks and must not need more.
@@ -9,6 +10,7 @@
 
 #include "ir/sxir.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -142,6 +144,26 @@ SXIR_BENCH_MEASURED double measuredRun(sxir::Interpreter& interpreter, sxir::Fun
 SXIR_BENCH_MEASURED void measuredPrepare(sxir::Interpreter& interpreter, sxir::Function const& function)
 {
     interpreter.prepare(function);
+}
+
+SXIR_BENCH_MEASURED std::uint64_t measuredHash(std::vector<sxir::Function*> const& functions)
+{
+    std::uint64_t combined = 0;
+    for (sxir::Function const* function : functions) {
+        for (sxir::Statement const* statement : function->getStatements().getStatementList()) {
+            combined += sxir::structuralHash(*statement);
+        }
+    }
+    return combined;
+}
+
+SXIR_BENCH_MEASURED std::size_t measuredVerify(std::vector<sxir::Function*> const& functions)
+{
+    std::size_t found = 0;
+    for (sxir::Function const* function : functions) {
+        found += sxir::Verifier().verify(*function).size();
+    }
+    return found;
 }
 
 void runBuild(benchmark::State& state, long size)
@@ -359,6 +381,31 @@ void runPrepare(benchmark::State& state, long size)
     bench::setStatementCounters(state, count * size);
 }
 
+void runHash(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("hash/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(measuredHash(bodies.functions));
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+void runVerify(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("verify/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        if (measuredVerify(bodies.functions) != 0) {
+            state.SkipWithError("the verifier finds faults in the workload");
+            return;
+        }
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
 /// The hoisting workloads: which pass, and the if it is given.
 struct HoistWorkload {
     bool safe;     // SafeCodeHoistor, else CodeHoistor
@@ -495,6 +542,8 @@ int main(int argc, char** argv)
     bench::registerWorkloads("sxir", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     bench::registerSizes("sxir", "run", runRun);
     bench::registerSizes("sxir", "prepare", runPrepare);
+    bench::registerSizes("sxir", "hash", runHash);
+    bench::registerSizes("sxir", "verify", runVerify);
     registerHoisting();
     return bench::runBenchmarks(argc, argv);
 }

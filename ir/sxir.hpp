@@ -54,3 +54,4 @@
 #include "ir/Value.hpp"
 #include "ir/Variable.hpp"
 #include "ir/VariableRef.hpp"
+#include "ir/Verifier.hpp"

@@ -1,4 +1,4 @@
-// sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned.
+// sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned; runs or verifies them.
 #include "ir/BuiltinType.hpp"
 #include "ir/CodeHoistor.hpp"
 #include "ir/Context.hpp"
@@ -10,6 +10,7 @@
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
 #include "ir/Variable.hpp"
+#include "ir/Verifier.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,6 +25,7 @@ namespace {
 
 char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clone] [NAME...]\n"
                            "       sxir-catalog --run NAME [VALUE...]\n"
+                           "       sxir-catalog --verify NAME...\n"
                            "       sxir-catalog --list | --help | --version\n"
                            "\n"
                            "Prints the sample modules of the sxir test catalog, each after a line\n"
@@ -39,6 +41,9 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clon
                            "  --run      run the sample's last function on one VALUE per input (a number,\n"
                            "             or a matrix's numbers in storage order separated by commas) and\n"
                            "             print each output; it comes first and takes the rest of the line\n"
+                           "  --verify   print what the verifier finds in each sample, one line each\n"
+                           "             (\"ID: PATH: MESSAGE\"; nothing for a sample without faults) and exit\n"
+                           "             with status 1 when it finds anything; it comes first too\n"
                            "\n"
                            "--list, --help and --version each stand alone.\n";
 
@@ -86,8 +91,8 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
             command.hoist = hoist;
         } else if (argument == "--clone") {
             command.clone = true;
-        } else if (argument == "--run") {
-            std::cerr << "sxir-catalog: '--run' comes first and takes the rest of the line\n"
+        } else if (argument == "--run" || argument == "--verify") {
+            std::cerr << "sxir-catalog: '" << argument << "' comes first and takes the rest of the line\n"
                       << "Try 'sxir-catalog --help'.\n";
             return false;
         } else if (!argument.empty() && argument[0] == '-') {
@@ -234,6 +239,32 @@ ExitStatus runSample(int argc, char** argv, std::vector<sxu::string> const& vali
     return Success;
 }
 
+/// `--verify NAME...`: what the verifier finds in each sample, one line each.
+ExitStatus verifySamples(int argc, char** argv, std::vector<sxu::string> const& valid)
+{
+    for (int i = 2; i < argc; ++i) {
+        if (std::find(valid.begin(), valid.end(), argv[i]) == valid.end()) {
+            std::cerr << "sxir-catalog: unknown sample '" << argv[i] << "'; try 'sxir-catalog --list'\n";
+            return BadCommandLine;
+        }
+    }
+    if (argc < 3) {
+        std::cerr << "sxir-catalog: --verify needs the names of samples; try 'sxir-catalog --list'\n";
+        return BadCommandLine;
+    }
+    bool clean = true;
+    for (int i = 2; i < argc; ++i) {
+        sxir::ThrowingRuntimeEnvironment env;
+        std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+        for (sxir::Diagnostic const& found :
+             sxir::Verifier().verify(*sxir::TestCatalog::get()->createModule(argv[i], *context))) {
+            std::cout << found.id << ": " << found.path << ": " << found.message << '\n';
+            clean = false;
+        }
+    }
+    return clean ? Success : Failure;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -241,10 +272,13 @@ int main(int argc, char** argv)
     std::vector<sxu::string> const valid = sxir::TestCatalog::get()->getEntryNames();
     CommandLine command;
     bool const running = argc > 1 && std::string(argv[1]) == "--run";
-    if (!running && !parse(argc, argv, valid, command)) {
+    bool const verifying = argc > 1 && std::string(argv[1]) == "--verify";
+    if (!running && !verifying && !parse(argc, argv, valid, command)) {
         return BadCommandLine;
     }
-    ExitStatus const status = running ? runSample(argc, argv, valid) : run(command, valid);
+    ExitStatus const status = running     ? runSample(argc, argv, valid)
+                              : verifying ? verifySamples(argc, argv, valid)
+                                          : run(command, valid);
     // Output that never arrived (a full disk, a closed pipe) is a failure, whatever was printed.
     errno = 0;
     if (!std::cout.flush()) {

@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <type_traits>
-#include <vector>
 
 namespace sxir {
 namespace detail {
@@ -18,27 +17,23 @@ constexpr std::uint64_t sUnsetHash = 0x51ed270b27f5d4c1ull;
 /// which wait on a value stack until the node is left.
 class ExpressionHasher : public ExpressionKindVisitor<ExpressionHasher, std::uint64_t> {
 public:
-    explicit ExpressionHasher(ReferenceRule rule) : mRule(rule)
-    {
-        // Room for an expression of a few levels, so that a small one needs one allocation.
-        mValues.reserve(32);
-    }
+    explicit ExpressionHasher(ReferenceRule rule) : mRule(rule) {}
 
     unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
-            mValues.push_back(sUnsetHash);
+            mValues.push(sUnsetHash);
             return 0;
         }
         if (isSharedInner(*node, children.count)) {
             if (std::uint64_t const* known = mKnown.find(node)) {
-                mValues.push_back(*known);
+                mValues.push(*known);
                 return 0;
             }
         }
         std::uint64_t const own = visitKind(children.kind, *node);
         unsigned long const walked = children.kind == ExpressionDataType::Custom ? 0 : children.count;
-        mValues.push_back(own);
+        mValues.push(own);
         return walked;
     }
     void next(ExpressionData const&, Children const&, unsigned long) {}
@@ -49,23 +44,21 @@ public:
         for (std::size_t i = first; i < mValues.size(); ++i) {
             value = mixHash(value, mValues[i]);
         }
-        mValues.resize(first);
-        mValues.back() = value;
+        mValues.truncate(first);
+        mValues.top() = value;
         if (isSharedInner(node, children.count)) {
             mKnown.insert(&node, nullptr, value);
         }
         return true;
     }
-    /// The hash of `node`; the hasher can go on with another node. What it remembers of shared
-    /// nodes goes first: a node that died since may have left its address to another.
-    std::uint64_t hash(ExpressionData const& node)
+    /// The hash of `root`; the hashes of shared nodes are kept for the next root.
+    std::uint64_t hash(ExpressionData const& root)
     {
-        mKnown.clear();
-        walkExpression(*this, node);
-        std::uint64_t const value = mValues.back();
-        mValues.clear();
-        return value;
+        walkExpression(*this, root);
+        return mValues.pop();
     }
+    /// Forgets the shared nodes seen: one that died since may have left its address to another.
+    void forget() { mKnown.clear(); }
 
     // A node's own part: its kind and its fields.
     std::uint64_t visitConstant(Constant const& node)
@@ -93,7 +86,8 @@ private:
     }
 
     ReferenceRule mRule;
-    std::vector<std::uint64_t> mValues;
+    // Held inline up to a depth most expressions never reach: a hash allocates nothing then.
+    SmallStack<std::uint64_t, 64> mValues;
     NodeMemo<std::uint64_t> mKnown;
 };
 
@@ -118,29 +112,28 @@ public:
 
     Visit enterStatement(Statement const& statement, Data&)
     {
-        mValues.push_back(ownHash(statement, mExpressions));
+        mValues.push(ownHash(statement, mExpressions));
         return Visit::Enter;
     }
     Visit enterList(Statement const&, unsigned long position, Data&, Data&)
     {
-        mValues.back() = mixHash(mValues.back(), position);
+        mValues.top() = mixHash(mValues.top(), position);
         return Visit::Enter;
     }
     void leaveList(Statement const&, unsigned long, Data&) {}
     bool leaveStatement(Statement const&, Data&)
     {
         if (mValues.size() > 1) {
-            std::uint64_t const value = mValues.back();
-            mValues.pop_back();
-            mValues.back() = mixHash(mValues.back(), value);
+            std::uint64_t const value = mValues.pop();
+            mValues.top() = mixHash(mValues.top(), value);
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    std::uint64_t result() { return mValues.top(); }
 
 private:
     ExpressionHasher mExpressions;
-    std::vector<std::uint64_t> mValues;
+    SmallStack<std::uint64_t> mValues;
 };
 
 } // namespace
@@ -175,11 +168,16 @@ StatementHashes::~StatementHashes() = default;
 std::uint64_t StatementHashes::of(Statement const& statement)
 {
     // A statement without nested lists is its own part alone, as hashOf gives it.
+    mHasher->forget();
     return statement.getNumStatementLists() == 0 ? ownHash(statement, *mHasher) : hashOf(statement, mRule);
 }
 
 std::uint64_t hashOf(Type const& type)
 {
+    if (NodeAccess::numInnerTypes(type) == 0) {
+        // A builtin type, the type of most variables, needs no walk.
+        return NodeAccess::hashTypeFields(type);
+    }
     struct TypeHasher {
         struct Frame {
             Type const* type;

@@ -29,11 +29,13 @@ struct Children {
     }
 };
 
-/// Combines hash values: order matters, and no input is lost.
+/// Combines hash values: order matters, and no input is lost (each of seed and value, the other fixed,
+/// maps one to one). The seed is multiplied before the value joins it, so that equal or swapped
+/// inputs do not cancel.
 inline std::uint64_t mixHash(std::uint64_t seed, std::uint64_t value)
 {
-    std::uint64_t const mixed = (seed ^ value) * 0x9e3779b97f4a7c15ull;
-    return mixed ^ (mixed >> 29);
+    std::uint64_t const mixed = (seed * 0x9e3779b97f4a7c15ull + value) * 0xbf58476d1ce4e5b9ull;
+    return mixed ^ (mixed >> 31);
 }
 
 /// How references compare: as the node protocol says, by identity; or, across
@@ -122,7 +124,9 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
         return afterChildren<Node>(0);
     }
 
-    static std::uint64_t hashField(Variable const* variable);
+    /// The hash of a reference to a declaration named `name` of type `type`.
+    static std::uint64_t referenceHash(sxu::string const& name, Type const& type);
+    static std::uint64_t hashField(Variable const* variable) { return variable->mReferenceHash; }
     static std::uint64_t hashField(Function const* function);
     /// By identity, a reference hashes by the address of what it names.
     template <class Named>

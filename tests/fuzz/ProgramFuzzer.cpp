@@ -2,7 +2,7 @@
 // on a fresh context: modules, typed variables, signatures, functions and their
 // locals, expressions of every kind, assignments, if/else, clones of modules into
 // a second context, hoisting. After the program every top-level module is printed,
-// cloned, hoisted and cloned again; a violated invariant traps.
+// verified, cloned, run, hoisted and cloned again; a violated invariant traps.
 //
 // Encoding: the input is a sequence of steps of seven bytes each, an opcode (modulo
 // the number of steps) and six argument bytes a[0] to a[5]; missing bytes read as
@@ -11,6 +11,9 @@
 // A step that cannot apply (an empty pool, a limit reached) does nothing. User
 // errors (invalid or duplicate names, misplaced items, assignments that belong to
 // no function) are made on purpose; the library reports them as ReportedError.
+// Faults that only a check finds (assignments to what is not storage, constant
+// indices outside their matrix) are made on purpose too: the verifier must flag
+// each, and where it finds nothing, no run may fail but for what only a run knows.
 
 #include "ir/sxir.hpp"
 
@@ -141,6 +144,29 @@ std::vector<sxir::Function*> functionsOf(sxir::Module& module)
         }
     }
     return functions;
+}
+
+/// The module of the global scope that holds `function`, however deep.
+sxir::Module const* topModule(sxir::Function const& function)
+{
+    sxir::Module const* top = nullptr;
+    for (sxir::Scope const* scope = &function.getParentScope(); scope != nullptr;) {
+        auto const* module =
+            dynamic_cast<sxir::ModuleScopeConfiguration const*>(&scope->getScopeData().getConfiguration());
+        top = module != nullptr ? &module->getModule() : top;
+        scope = module != nullptr ? module->getParentScope() : nullptr;
+    }
+    return top;
+}
+
+/// The findings of the verifier as text.
+std::string findings(std::vector<sxir::Diagnostic> const& diagnostics)
+{
+    std::string text;
+    for (sxir::Diagnostic const& diagnostic : diagnostics) {
+        text += diagnostic.id + " " + diagnostic.path + ": " + diagnostic.message + "\n";
+    }
+    return text;
 }
 
 /// A function with a signature, the expressions built for it and its open ifs.
@@ -357,12 +383,69 @@ private:
 
     void assignment(Fn& fn, Args const& a)
     {
-        // a[1]: the left side, a[2]: the right side.
+        // a[1]: the left side, a[2]: the right side; a[3] from 0x80 up: a fault instead.
+        if (a[3] >= 0x80) {
+            return fault(fn, a);
+        }
         Expression const* lhs = node(fn, a[1]);
         if (lhs != nullptr && mStatements++ < kMaxStatements) {
             **lhs = *node(fn, a[2]); // reported when neither side belongs to a function
+            // A constant, an operation or a call, or an input, on the left is not storage.
+            using Kind = sxir::ExpressionDataType;
+            Kind::Type const kind = lhs->getData()->getExpressionDataType();
+            bool const storage = kind != Kind::Constant && kind != Kind::Operator && kind != Kind::FunctionCall &&
+                                 (kind != Kind::VariableRef || lhs->isLValue());
+            if (!storage) {
+                planted(fn, sxir::ErrorId::VerifyNotAssignable);
+            }
         }
     }
+
+    void fault(Fn& fn, Args const& a)
+    {
+        // a[3] modulo 3: an assignment to a constant, to an input, or of element (rows, 0) of a variable
+        // of fn; a[1] picks the input, or the variable among the inputs, outputs and locals, of those
+        // its name finds (a copy finds each by name).
+        std::vector<sxir::Variable const*> variables;
+        unsigned long inputs = 0;
+        for (unsigned long kind = 0; kind < sxir::FunctionScopeType::Count; ++kind) {
+            sxir::Scope const& scope = fn.function->getFunctionScope(static_cast<sxir::FunctionScopeType::Type>(kind));
+            for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+                sxir::ScopeItem const* item = scope.getGenericScopeItem(i);
+                if ((*fn.function)(item->getName()) == item) {
+                    variables.push_back(static_cast<sxir::Variable const*>(item));
+                    inputs += kind == sxir::FunctionScopeType::Input ? 1 : 0;
+                }
+            }
+        }
+        unsigned const kind = a[3] % 3;
+        unsigned long const candidates = kind == 0 ? 1 : kind == 1 ? inputs : variables.size();
+        if (mStatements >= kMaxStatements || candidates == 0) {
+            return;
+        }
+        Expression lhs(*mContext, 2.0);
+        Expression rhs(*mContext, 1.0);
+        if (kind != 0) {
+            sxir::Variable const& variable = *variables[a[1] % candidates];
+            sxir::Type const& type = variable.getType();
+            bool const numbers = type.getTypeId() != sxir::TypeId::FunctionSignature &&
+                                 type.getBaseType().getTypeId() == sxir::TypeId::Builtin;
+            if (kind == 2 && !numbers) {
+                return;
+            }
+            lhs = Expression(variable);
+            rhs = kind == 2 ? Expression(variable)(static_cast<int>(type.getDimension().m()), 0) : rhs;
+        }
+        std::unique_ptr<sxir::AssignmentStatement> statement(new sxir::AssignmentStatement(*fn.function));
+        statement->setExpression(sxir::AssignmentStatement::LHS, lhs);
+        statement->setExpression(sxir::AssignmentStatement::RHS, rhs);
+        ++mStatements;
+        fn.function->append(statement.release());
+        planted(fn, kind == 2 ? sxir::ErrorId::VerifyIndexOutOfRange : sxir::ErrorId::VerifyNotAssignable);
+    }
+
+    /// Notes a fault that the verifier must find in the module of `fn`.
+    void planted(Fn const& fn, char const* id) { mPlanted[topModule(*fn.function)].insert(id); }
 
     void openIf(Fn& fn, Args const& a)
     {
@@ -402,6 +485,8 @@ private:
     struct Outcome {
         std::vector<sxir::Value> outputs;
         std::string error;
+        std::string id;
+        std::string part; ///< the error's second argument
         bool operator==(Outcome const& other) const { return outputs == other.outputs && error == other.error; }
     };
 
@@ -413,6 +498,8 @@ private:
             outcome.outputs = interpreter.run(function, inputs);
         } catch (sxir::ReportedError const& error) {
             outcome.error = error.what();
+            outcome.id = error.getId();
+            outcome.part = error.getArgument(2);
         }
         return outcome;
     }
@@ -449,9 +536,24 @@ private:
         return true;
     }
 
+    /// A run of a function of a module the verifier finds nothing in fails only for what only a
+    /// run can know: index values, call depth, a call through a variable that holds no function.
+    static void checkContract(Outcome const& outcome, sxir::Module const& module)
+    {
+        using Id = sxir::ErrorId;
+        bool const runTimeMatter =
+            outcome.id == Id::EvalUnsetOperand && outcome.part == "a variable that holds no function";
+        for (char const* id : {Id::EvalDimensionMismatch, Id::EvalUnsetOperand, Id::EvalNotEvaluable,
+                               Id::EvalNotAssignable, Id::EvalInvalidArguments}) {
+            check(outcome.id != id || runTimeMatter, "a run of a module the verifier finds clean fails",
+                  outcome.error + "\n" + module.asString());
+        }
+    }
+
     /// Every function that can run, run on a few inputs: twice alike, and alike in a copy of the
-    /// module in another context (module variables start at zero in each interpreter).
-    void checkRuns(sxir::Module const& module)
+    /// module in another context (module variables start at zero in each interpreter). Where the
+    /// verifier finds nothing, it finds nothing in the copy either, and the runs keep its contract.
+    void checkRuns(sxir::Module const& module, bool clean)
     {
         double const inf = std::numeric_limits<double>::infinity();
         std::vector<double> const patterns[] = {
@@ -462,6 +564,9 @@ private:
         auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
         std::vector<sxir::Function*> const sources = functionsOf(const_cast<sxir::Module&>(module));
         std::vector<sxir::Function*> const copies = functionsOf(*copy);
+        std::string const foundInCopy = findings(sxir::Verifier().verify(*copy));
+        check(!clean || foundInCopy.empty(), "the verifier finds faults in a copy of a clean module",
+              foundInCopy + module.asString());
         sxir::Interpreter here(*mContext), there(*mCloneContext), again(*mContext);
         for (sxir::Interpreter* interpreter : {&here, &there, &again}) {
             interpreter->setCallDepthLimit(4);
@@ -478,8 +583,24 @@ private:
                 check(first == second, "two runs differ", describe(first) + "\n" + describe(second));
                 check(first == copied, "a copy computes otherwise",
                       describe(first) + "\n" + describe(copied) + "\n" + module.asString());
+                if (clean) {
+                    checkContract(first, module);
+                    checkContract(copied, module);
+                }
             }
         }
+    }
+
+    /// The verifier finds every fault planted in `module`; true when it finds nothing at all.
+    bool checkVerified(sxir::Module const& module)
+    {
+        std::vector<sxir::Diagnostic> const found = sxir::Verifier().verify(module);
+        for (std::string const& id : mPlanted[&module]) {
+            bool const flagged = std::any_of(found.begin(), found.end(),
+                                             [&id](sxir::Diagnostic const& diagnostic) { return diagnostic.id == id; });
+            check(flagged, "the verifier misses a fault planted on purpose", id + "\n" + module.asString());
+        }
+        return found.empty();
     }
 
     void checkModule(sxir::Module& module)
@@ -487,7 +608,7 @@ private:
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
-        checkRuns(module);
+        checkRuns(module, checkVerified(module));
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {
             survey(function->getStatements(), 1, nullptr, before);
@@ -509,6 +630,8 @@ private:
     std::unique_ptr<sxir::FunctionSignature> mSignature{new sxir::FunctionSignature(*mContext)};
     std::vector<Fn> mFunctions;
     std::vector<sxir::Module*> mModules;
+    /// The identifiers of the faults planted in each top-level module.
+    std::map<sxir::Module const*, std::set<std::string>> mPlanted;
     std::size_t mDeclaredFunctions = 0;
     std::size_t mStatements = 0;
     std::size_t mChecks = 0;

@@ -129,6 +129,30 @@ TEST(CatalogTool, RunsASamplesLastFunctionOnTheValuesGiven)
     }
 }
 
+TEST(CatalogTool, VerifiesSamplesQuietlyWhenTheyAreCleanAndRefusesWhatIsNoSample)
+{
+    // Every sample at once, and each alone: nothing found, nothing printed, status 0.
+    std::string all;
+    for (sxu::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
+        all += " " + name;
+        ToolRun const run = runTool("--verify " + name);
+        EXPECT_EQ(std::tie(run.status, run.out, run.err), std::make_tuple(0, std::string(), std::string())) << name;
+    }
+    ToolRun const every = runTool("--verify" + all);
+    EXPECT_EQ(std::tie(every.status, every.out, every.err), std::make_tuple(0, std::string(), std::string()));
+    std::pair<char const*, char const*> const refusals[] = {
+        {"--verify", "--verify needs the names of samples"},
+        {"--verify times_two no_such_sample", "unknown sample 'no_such_sample'"},
+        {"times_two --verify times_two", "'--verify' comes first"},
+    };
+    for (auto const& [arguments, message] : refusals) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
+    }
+}
+
 TEST(CatalogTool, FailsWithAMessageWhenItsOutputCannotBeWritten)
 {
     for (char const* arguments : {"", "--list", "--version", "--help"}) {
