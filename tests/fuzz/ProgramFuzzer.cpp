@@ -2,7 +2,8 @@
 // on a fresh context: modules, typed variables, signatures, functions and their
 // locals, expressions of every kind, assignments, if/else, clones of modules into
 // a second context, hoisting. After the program every top-level module is printed,
-// verified, cloned, run, hoisted and cloned again; a violated invariant traps.
+// verified, cloned, run, hoisted by the safe pass (which must change no run) and by the
+// literal one, and cloned again; a violated invariant traps.
 //
 // Encoding: the input is a sequence of steps of seven bytes each, an opcode (modulo
 // the number of steps) and six argument bytes a[0] to a[5]; missing bytes read as
@@ -28,6 +29,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -550,10 +552,14 @@ private:
         }
     }
 
-    /// Every function that can run, run on a few inputs: twice alike, and alike in a copy of the
-    /// module in another context (module variables start at zero in each interpreter). Where the
-    /// verifier finds nothing, it finds nothing in the copy either, and the runs keep its contract.
-    void checkRuns(sxir::Module const& module, bool clean)
+    /// A run to make: which function of the module, on which inputs.
+    struct Run {
+        std::size_t function;
+        std::vector<sxir::Value> inputs;
+    };
+
+    /// Every function that can run, on a few inputs each.
+    static std::vector<Run> runsOf(std::vector<sxir::Function*> const& functions)
     {
         double const inf = std::numeric_limits<double>::infinity();
         std::vector<double> const patterns[] = {
@@ -561,33 +567,74 @@ private:
             {1.0, -2.0, 0.5, 3.0},
             {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
         };
+        std::vector<Run> runs;
+        for (std::size_t k = 0; k < functions.size(); ++k) {
+            for (std::vector<double> const& pattern : patterns) {
+                Run run{k, {}};
+                if (functions[k]->hasSignature() && inputsOf(*functions[k], pattern, run.inputs)) {
+                    runs.push_back(std::move(run));
+                }
+            }
+        }
+        return runs;
+    }
+
+    /// The outcomes of `runs` in turn, in a new interpreter: module variables start at zero.
+    static std::vector<Outcome> outcomesOf(sxir::Context& context, std::vector<sxir::Function*> const& functions,
+                                           std::vector<Run> const& runs)
+    {
+        sxir::Interpreter interpreter(context);
+        interpreter.setCallDepthLimit(4);
+        std::vector<Outcome> outcomes;
+        for (Run const& run : runs) {
+            outcomes.push_back(runOnce(interpreter, *functions[run.function], run.inputs));
+        }
+        return outcomes;
+    }
+
+    /// Runs every function on a few inputs: twice alike, and alike in a copy of the module in
+    /// another context. Where the verifier finds nothing, it finds nothing in the copy either,
+    /// and the runs keep its contract. Gives the runs and what they gave.
+    std::pair<std::vector<Run>, std::vector<Outcome>> checkRuns(sxir::Module const& module, bool clean)
+    {
         auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
         std::vector<sxir::Function*> const sources = functionsOf(const_cast<sxir::Module&>(module));
         std::vector<sxir::Function*> const copies = functionsOf(*copy);
         std::string const foundInCopy = findings(sxir::Verifier().verify(*copy));
         check(!clean || foundInCopy.empty(), "the verifier finds faults in a copy of a clean module",
               foundInCopy + module.asString());
-        sxir::Interpreter here(*mContext), there(*mCloneContext), again(*mContext);
-        for (sxir::Interpreter* interpreter : {&here, &there, &again}) {
-            interpreter->setCallDepthLimit(4);
-        }
-        for (std::size_t k = 0; k < sources.size() && k < copies.size(); ++k) {
-            for (std::vector<double> const& pattern : patterns) {
-                std::vector<sxir::Value> inputs;
-                if (!sources[k]->hasSignature() || !inputsOf(*sources[k], pattern, inputs)) {
-                    continue;
-                }
-                Outcome const first = runOnce(here, *sources[k], inputs);
-                Outcome const second = runOnce(again, *sources[k], inputs);
-                Outcome const copied = runOnce(there, *copies[k], inputs);
-                check(first == second, "two runs differ", describe(first) + "\n" + describe(second));
-                check(first == copied, "a copy computes otherwise",
-                      describe(first) + "\n" + describe(copied) + "\n" + module.asString());
-                if (clean) {
-                    checkContract(first, module);
-                    checkContract(copied, module);
-                }
+        check(sources.size() == copies.size(), "a copy has other functions", module.asString());
+        std::vector<Run> const runs = runsOf(sources);
+        std::vector<Outcome> const first = outcomesOf(*mContext, sources, runs);
+        std::vector<Outcome> const second = outcomesOf(*mContext, sources, runs);
+        std::vector<Outcome> const copied = outcomesOf(*mCloneContext, copies, runs);
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            check(first[k] == second[k], "two runs differ", describe(first[k]) + "\n" + describe(second[k]));
+            check(first[k] == copied[k], "a copy computes otherwise",
+                  describe(first[k]) + "\n" + describe(copied[k]) + "\n" + module.asString());
+            if (clean) {
+                checkContract(first[k], module);
+                checkContract(copied[k], module);
             }
+        }
+        return {runs, first};
+    }
+
+    /// The safe pass changes no run: a copy it has hoisted gives what the module gave, run after
+    /// run, and a second pass over the copy moves nothing.
+    void checkSafeHoisting(sxir::Module const& module, std::vector<Run> const& runs,
+                           std::vector<Outcome> const& expected)
+    {
+        auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
+        sxir::SafeCodeHoistor().analyze(*copy);
+        sxu::string const hoisted = copy->asString();
+        sxir::SafeCodeHoistor().analyze(*copy);
+        check(copy->asString() == hoisted, "a second safe pass moves something", hoisted);
+        std::vector<Outcome> const outcomes = outcomesOf(*mCloneContext, functionsOf(*copy), runs);
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            check(outcomes[k] == expected[k], "the safe pass changes what a run gives",
+                  describe(expected[k]) + "\n" + describe(outcomes[k]) + "\n" + module.asString() +
+                      "\n--- hoisted:\n" + hoisted);
         }
     }
 
@@ -608,7 +655,8 @@ private:
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
-        checkRuns(module, checkVerified(module));
+        auto const [runs, outcomes] = checkRuns(module, checkVerified(module));
+        checkSafeHoisting(module, runs, outcomes);
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {
             survey(function->getStatements(), 1, nullptr, before);

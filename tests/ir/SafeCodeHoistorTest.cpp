@@ -5,6 +5,7 @@
 #include "tests/support/NaiveSafeHoistor.hpp"
 #include "tests/support/RandomBodies.hpp"
 
+#include <algorithm>
 #include <functional>
 #include <random>
 #include <string>
@@ -66,6 +67,35 @@ protected:
         }
         return texts;
     }
+    /// What the functions g0, g1, ... of `owner` give, each run in turn on every input of
+    /// `inputs` in one interpreter (so module variables carry over): the outputs, or the error.
+    std::vector<std::string> outcomes(sxir::Module& owner, std::vector<std::vector<double>> const& inputs) const
+    {
+        sxir::Interpreter interpreter(owner.getContext());
+        std::vector<std::string> results;
+        for (int k = 0; k < mWritten; ++k) {
+            auto const& g =
+                dynamic_cast<sxir::Function&>(*owner.getModuleScope().lookupGenericScopeItem("g" + std::to_string(k)));
+            for (std::vector<double> const& numbers : inputs) {
+                std::vector<sxir::Value> values;
+                for (double number : numbers) {
+                    values.emplace_back(sxu::DataTypeId::Real, number);
+                }
+                std::string result;
+                try {
+                    for (sxir::Value const& output : interpreter.run(g, values)) {
+                        result += output.asString() + " ";
+                    }
+                } catch (sxir::ReportedError const& error) {
+                    result = error.getId();
+                }
+                results.push_back(result);
+            }
+        }
+        return results;
+    }
+    int written() const { return mWritten; }
+
     sxir::Variable& addModuleVariable(char const* name)
     {
         auto* variable = module.getModuleScope().addScopeItem<sxir::Variable>(name);
@@ -105,10 +135,12 @@ Write pairAfter(std::function<Expression(Use const&)> condition, std::function<v
 
 void nothing(Use const&) {}
 
-TEST_F(SafeCodeHoistorTest, WhatTheEquivalenceOnlyPassWouldChangeStaysWhereItIs)
+/// Bodies whose pair the equivalence-only pass moves although a statement before it, or the
+/// condition, touches what it touches.
+std::vector<Write> dependentPairs()
 {
     auto const positive = [](Use const& v) { return v("a") > 0.0; };
-    std::vector<Write> const cases = {
+    return {
         // t is written on the true path before the pair reads it.
         pairAfter(
             positive, [](Use const& v) { *v("t") = v("a") * 2.0; }, nothing,
@@ -152,6 +184,11 @@ TEST_F(SafeCodeHoistorTest, WhatTheEquivalenceOnlyPassWouldChangeStaysWhereItIs)
             positive, [](Use const& v) { *v("y") = v("m"); }, nothing,
             [](Use const& v) { *v("z") = (v("h") << v("c")); }),
     };
+}
+
+TEST_F(SafeCodeHoistorTest, WhatTheEquivalenceOnlyPassWouldChangeStaysWhereItIs)
+{
+    std::vector<Write> const cases = dependentPairs();
     for (Write const& body : cases) {
         write(body);
     }
@@ -160,6 +197,53 @@ TEST_F(SafeCodeHoistorTest, WhatTheEquivalenceOnlyPassWouldChangeStaysWhereItIs)
         EXPECT_NE(texts.literal[k], texts.before[k]) << k;
         EXPECT_EQ(texts.safe[k], texts.before[k]) << k;
     }
+}
+
+TEST_F(SafeCodeHoistorTest, RunsTellTheEquivalenceOnlyPassFromTheSafeOne)
+{
+    std::vector<Write> const cases = dependentPairs();
+    for (Write const& body : cases) {
+        write(body);
+    }
+    std::vector<std::vector<double>> const inputs = {{1, 2, 0}, {-1, 2, 0}, {1, -3, 1}, {2, 5, -1}};
+    auto other = sxir_test::makeContext(env);
+    auto& literal = static_cast<sxir::Module&>(*other->getGlobalScope().copyGenericItemIn(module));
+    sxir::CodeHoistor().analyze(literal);
+    std::vector<std::string> const before = outcomes(module, inputs);
+    sxir::SafeCodeHoistor().analyze(module);
+    EXPECT_EQ(outcomes(module, inputs), before);
+    // The literal pass changes some run of each body but those whose runs give the same either
+    // way from a fresh start: x starts at zero (1), the columns hold zeros (9 to 11), h holds no
+    // function (12).
+    std::vector<std::string> const moved = outcomes(literal, inputs);
+    std::vector<std::size_t> changed;
+    for (std::size_t k = 0; k < cases.size(); ++k) {
+        auto const first = static_cast<std::ptrdiff_t>(k * inputs.size());
+        auto const last = first + static_cast<std::ptrdiff_t>(inputs.size());
+        if (!std::equal(before.begin() + first, before.begin() + last, moved.begin() + first)) {
+            changed.push_back(k);
+        }
+    }
+    EXPECT_EQ(changed, (std::vector<std::size_t>{0, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST_F(SafeCodeHoistorTest, RandomBodiesRunAlikeAfterTheSafePass)
+{
+    std::mt19937 random(7);
+    for (int i = 0; i < 400; ++i) {
+        write([&random](sxir::Function& g, Use const&) {
+            sxir_test::writeRandomBody(g, static_cast<unsigned>(random()), true);
+        });
+    }
+    std::vector<std::vector<double>> const inputs = {{1, 2, 0}, {-1, 0.5, 3}, {0, -2, -1}};
+    std::vector<std::string> const before = outcomes(module, inputs);
+    auto other = sxir_test::makeContext(env);
+    auto& literal = static_cast<sxir::Module&>(*other->getGlobalScope().copyGenericItemIn(module));
+    sxir::CodeHoistor().analyze(literal);
+    sxir::SafeCodeHoistor().analyze(module);
+    EXPECT_EQ(outcomes(module, inputs), before);
+    // The bodies are such that the literal pass does change runs: the comparison has teeth.
+    EXPECT_NE(outcomes(literal, inputs), before);
 }
 
 TEST_F(SafeCodeHoistorTest, WhatNothingBeforeItTouchesMovesAndTheEmptiedIfGoes)
