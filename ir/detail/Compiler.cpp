@@ -148,6 +148,8 @@ public:
     bool holdsCall() const { return mStatementHoldsCall; }
     Compiled* findShared(ExpressionData const& node);
     void keepShared(ExpressionData const& node, Compiled const& value);
+    /// A call is written: what shared nodes read of module storage may change.
+    void forgetModuleReads();
 
     /// A value that exists only once this is reported.
     Compiled fail(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3);
@@ -193,6 +195,7 @@ private:
     bool mStatementHoldsCall = false;
     NodeMemo<Compiled> mShared;
     sxu::vector<ExpressionData const*> mSharedKeys; ///< the nodes remembered for the statement
+    sxu::vector<ExpressionData const*> mModuleReaders; ///< those that read module storage since the last call
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -364,6 +367,7 @@ void Compiler::beginStatement(ExpressionData const* first, ExpressionData const*
         mShared.find(node)->failed = true;
     }
     mSharedKeys.clear();
+    mModuleReaders.clear();
     mStatementHoldsCall = false;
     for (ExpressionData const* node : {first, second}) {
         if (node != nullptr && !mStatementHoldsCall) {
@@ -382,10 +386,10 @@ Compiled* Compiler::findShared(ExpressionData const& node)
 
 void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
 {
-    // Computing a shared node once per statement gives what computing it at each use
-    // gives when nothing between the uses can change it: in a statement without calls,
-    // or for a node that holds no call and reads no module variable.
-    if (value.failed || (mStatementHoldsCall && (value.holdsCall || value.readsModule))) {
+    // Computing a shared node once gives what computing it at each use gives when nothing
+    // between the uses can change it: a node without calls, up to the next call of the
+    // statement where it reads module variables.
+    if (value.failed || (mStatementHoldsCall && value.holdsCall)) {
         return;
     }
     if (Compiled* known = mShared.find(&node)) {
@@ -394,6 +398,17 @@ void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
         mShared.insert(&node, nullptr, value);
     }
     mSharedKeys.push_back(&node);
+    if (mStatementHoldsCall && value.readsModule) {
+        mModuleReaders.push_back(&node);
+    }
+}
+
+void Compiler::forgetModuleReads()
+{
+    for (ExpressionData const* node : mModuleReaders) {
+        mShared.find(node)->failed = true;
+    }
+    mModuleReaders.clear();
 }
 
 Compiled Compiler::compileExpression(ExpressionData const& node)
@@ -772,6 +787,7 @@ Compiled ExpressionCompiler::visitFunctionCall(FunctionCall const& node, Compile
     call.result = value.place;
     mCompiler.program().calls.push_back(call);
     mCompiler.emit(Op::Call, static_cast<std::uint32_t>(mCompiler.program().calls.size() - 1), 0, 0, 0);
+    mCompiler.forgetModuleReads();
     return value;
 }
 

@@ -279,6 +279,25 @@ TEST_F(InterpreterTest, FunctionValuesAreCalledThroughVariablesAndDeepGraphsCost
     EXPECT_EQ(interpreter.run(f, {number(0.75)}),
               (std::vector<Value>{number(1.5), number(0.75 * std::ldexp(1.0, 60))}));
     EXPECT_THROW(interpreter.run(f, {Value(twice)}), sxir::ReportedError);
+
+    // A graph over a module variable, used on both sides of a call that changes the variable:
+    // each use reads what the variable holds then, and the graph still costs its distinct nodes.
+    module.getModuleScope().addScopeItem<sxir::Variable>("level")->setType(real());
+    sxir::Function& grow = addFunction("grow", {}, {"now"});
+    Expression const level = grow.expression("level");
+    auto* step = new sxir::AssignmentStatement(grow);
+    step->setExpression(sxir::AssignmentStatement::LHS, level);
+    step->setExpression(sxir::AssignmentStatement::RHS, level + 1.0);
+    grow.append(step);
+    *grow.expression("now") = level;
+    sxir::Function& g = addFunction("g", {}, {"y"});
+    Expression graph = g.expression("level");
+    for (int depth = 0; depth < 60; ++depth) {
+        graph = graph + graph;
+    }
+    *g.expression("y") = graph - 1.0 + sxir::call(g.expression("grow")) + graph;
+    EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(-1.0 + 1.0 + std::ldexp(1.0, 60))}));
+    EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(std::ldexp(1.0, 60) + 2.0 + std::ldexp(2.0, 60))}));
 }
 
 TEST_F(InterpreterTest, ClientNodesTakeTheirEvaluatorsValue)
