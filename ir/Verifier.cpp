@@ -58,15 +58,22 @@ struct Interface {
     Scope const* outputs = nullptr;
 };
 
+/// The interface of these scopes; none when they hold an item other than a variable.
+Interface interfaceOf(Scope const& inputs, Scope const& outputs)
+{
+    return declaresOnlyVariables(inputs) && declaresOnlyVariables(outputs) ? Interface{&inputs, &outputs}
+                                                                           : Interface{};
+}
+
 Interface interfaceOf(FunctionSignature const& signature)
 {
-    return {&signature.getScope(FunctionIoScopeType::Input), &signature.getScope(FunctionIoScopeType::Output)};
+    return interfaceOf(signature.getScope(FunctionIoScopeType::Input), signature.getScope(FunctionIoScopeType::Output));
 }
 
 Interface interfaceOf(Function const& function)
 {
-    return function.hasSignature() ? Interface{&function.getFunctionScope(FunctionScopeType::Input),
-                                               &function.getFunctionScope(FunctionScopeType::Output)}
+    return function.hasSignature() ? interfaceOf(function.getFunctionScope(FunctionScopeType::Input),
+                                                 function.getFunctionScope(FunctionScopeType::Output))
                                    : Interface{};
 }
 

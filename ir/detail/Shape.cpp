@@ -32,12 +32,24 @@ bool shapeOf(Type const& type, Shape& shape)
     return false;
 }
 
+bool declaresOnlyVariables(Scope const& scope)
+{
+    for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+        if (scope.getGenericScopeItem(i)->getScopeItemType() != ScopeItemType::Variable) {
+            return false;
+        }
+    }
+    return true;
+}
+
 CalleeFault calleeFault(Context const& context, Function const& callee, unsigned long operands)
 {
     if (&callee.getContext() != &context) {
         return CalleeFault::OtherContext;
     }
-    if (!callee.hasSignature()) {
+    // An item a reporter that returned let into an input or output scope makes no signature.
+    if (!callee.hasSignature() || !declaresOnlyVariables(callee.getFunctionScope(FunctionScopeType::Input)) ||
+        !declaresOnlyVariables(callee.getFunctionScope(FunctionScopeType::Output))) {
         return CalleeFault::NoSignature;
     }
     if (callee.getFunctionScope(FunctionScopeType::Input).getNumScopeItems() != operands) {

@@ -12,6 +12,7 @@ namespace sxir {
 class Context;
 class ExpressionData;
 class Function;
+class Scope;
 class Type;
 class Variable;
 class VariableRef;
@@ -80,6 +81,8 @@ inline Shape rangeShape(Shape matrix, unsigned long first, unsigned long last)
 /// What keeps a call of a known function from running, in the order a run finds it out.
 enum class CalleeFault { None, OtherContext, NoSignature, OperandCount, NoOutput };
 
+/// Whether every item of `scope` is a variable (a reporter that returns lets other kinds in).
+bool declaresOnlyVariables(Scope const& scope);
 /// Why `callee` cannot be called with `operands` operands by a function of `context`.
 CalleeFault calleeFault(Context const& context, Function const& callee, unsigned long operands);
 /// Input `position` of a function with a signature.
