@@ -203,6 +203,13 @@ bool Machine::run(Program const& program)
         case Op::Jump:
             mPc = instruction.dst;
             break;
+        case Op::Enter:
+            at(instruction.dst) = instruction.b;
+            mPc = instruction.aux;
+            break;
+        case Op::Leave:
+            mPc = static_cast<std::uint32_t>(at(instruction.a));
+            break;
         case Op::Call:
             if (!call(mProgram->calls[instruction.aux])) {
                 return false;

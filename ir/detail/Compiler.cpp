@@ -63,35 +63,60 @@ struct Compiled {
     bool readsModule = false;
     /// The failure of an unset call operand, whose call is named once it is known.
     long unsetFailure = -1;
+    /// A shared node that holds a call: its code runs again at each use, from instruction
+    /// `body` back to the one `returnSlot` names, and leaves its value in `place`.
+    bool subroutine = false;
+    std::uint32_t body = 0;
+    Slot returnSlot = sNoSlot;
 };
 
-/// Whether an expression holds a call: each shared node is looked at once.
-class CallFinder : public ExpressionKindVisitor<CallFinder, unsigned long> {
+/// Whether an expression holds a call, and which of its shared nodes do: each shared node is
+/// looked at once in the function, since what it holds does not change.
+class CallScanner {
 public:
+    explicit CallScanner(NodeMemo<bool>& holders) : mHolders(holders) {}
+
     unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
+            mValues.push_back(false);
             return 0;
         }
         if (isSharedInner(*node, children.count)) {
-            if (mSeen.find(node) != nullptr) {
+            if (bool const* known = mHolders.find(node)) {
+                mValues.push_back(*known);
                 return 0;
             }
-            mSeen.insert(node, nullptr, true);
         }
-        if (children.kind == ExpressionDataType::FunctionCall) {
-            mFound = true;
-            return sStopWalk;
-        }
+        mValues.push_back(children.kind == ExpressionDataType::FunctionCall);
         return children.count;
     }
     void next(ExpressionData const&, Children const&, unsigned long) {}
-    bool leave(ExpressionData const&, Children const&) { return true; }
-    bool found() const { return mFound; }
+    bool leave(ExpressionData const& node, Children const& children)
+    {
+        std::size_t const first = mValues.size() - children.count;
+        bool holds = mValues[first - 1];
+        for (std::size_t i = first; i < mValues.size(); ++i) {
+            holds = holds || mValues[i];
+        }
+        mValues.resize(first);
+        mValues.back() = holds;
+        if (isSharedInner(node, children.count)) {
+            mHolders.insert(&node, nullptr, holds);
+        }
+        return true;
+    }
+    bool holdsCall(ExpressionData const& root)
+    {
+        walkExpression(*this, root);
+        bool const holds = mValues.back();
+        mValues.clear();
+        return holds;
+    }
 
 private:
-    bool mFound = false;
-    NodeMemo<bool> mSeen;
+    NodeMemo<bool>& mHolders;
+    std::vector<bool> mValues;
 };
 
 class Compiler;
@@ -109,6 +134,9 @@ public:
     /// A read of module storage, copied out at once where a later call of the statement
     /// could change it before the value is used.
     Compiled exposedRead(Compiled value);
+    /// The value of one use of a shared node that holds a call, whose code has just run:
+    /// copied out, since the next use runs the same code into the same place.
+    Compiled useOfSubroutine(Compiled const& subroutine);
 
     // A node's value from its operands' (which `operands` points at).
     Compiled visitConstant(Constant const& node, Compiled const* operands);
@@ -121,8 +149,15 @@ public:
     Compiled visitCustom(CustomExpressionData const& node, Compiled const* operands);
 
 private:
+    /// The code of a shared node that holds a call, being written: its Enter instruction.
+    struct OpenBody {
+        std::uint32_t enter;
+        Slot returnSlot;
+    };
+
     Compiler& mCompiler;
     sxu::vector<Compiled> mValues;
+    sxu::vector<OpenBody> mOpenBodies;
 };
 
 class Compiler {
@@ -146,6 +181,12 @@ public:
     // The expressions.
     Compiled compileExpression(ExpressionData const& node);
     bool holdsCall() const { return mStatementHoldsCall; }
+    /// Whether `node`, a shared inner node of the statement, holds a call.
+    bool sharedHoldsCall(ExpressionData const& node)
+    {
+        bool const* holds = mCallHolders.find(&node);
+        return holds != nullptr && *holds;
+    }
     Compiled* findShared(ExpressionData const& node);
     void keepShared(ExpressionData const& node, Compiled const& value);
     /// A call is written: what shared nodes read of module storage may change.
@@ -196,6 +237,7 @@ private:
     NodeMemo<Compiled> mShared;
     sxu::vector<ExpressionData const*> mSharedKeys; ///< the nodes remembered for the statement
     sxu::vector<ExpressionData const*> mModuleReaders; ///< those that read module storage since the last call
+    NodeMemo<bool> mCallHolders; ///< whether each shared inner node of the function holds a call
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -332,7 +374,9 @@ void Compiler::patchTemporaries()
             patch(instruction.dst);
         }
         patch(instruction.a);
-        patch(instruction.b);
+        if (instruction.op != Op::Enter) {
+            patch(instruction.b);
+        }
     }
     for (CopySpec& copy : mProgram->copies) {
         patch(copy.dst);
@@ -369,11 +413,10 @@ void Compiler::beginStatement(ExpressionData const* first, ExpressionData const*
     mSharedKeys.clear();
     mModuleReaders.clear();
     mStatementHoldsCall = false;
+    CallScanner scanner(mCallHolders);
     for (ExpressionData const* node : {first, second}) {
-        if (node != nullptr && !mStatementHoldsCall) {
-            CallFinder finder;
-            walkExpression(finder, *node);
-            mStatementHoldsCall = finder.found();
+        if (node != nullptr && scanner.holdsCall(*node)) {
+            mStatementHoldsCall = true;
         }
     }
 }
@@ -388,8 +431,9 @@ void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
 {
     // Computing a shared node once gives what computing it at each use gives when nothing
     // between the uses can change it: a node without calls, up to the next call of the
-    // statement where it reads module variables.
-    if (value.failed || (mStatementHoldsCall && value.holdsCall)) {
+    // statement where it reads module variables. A node with calls keeps its code, run
+    // again at each use.
+    if (value.failed) {
         return;
     }
     if (Compiled* known = mShared.find(&node)) {
@@ -398,7 +442,7 @@ void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
         mShared.insert(&node, nullptr, value);
     }
     mSharedKeys.push_back(&node);
-    if (mStatementHoldsCall && value.readsModule) {
+    if (mStatementHoldsCall && value.readsModule && !value.subroutine) {
         mModuleReaders.push_back(&node);
     }
 }
@@ -612,8 +656,25 @@ unsigned long ExpressionCompiler::enter(ExpressionData const* node, Children con
     }
     if (isSharedInner(*node, children.count)) {
         if (Compiled* known = mCompiler.findShared(*node)) {
-            mValues.push_back(*known);
+            if (!known->subroutine) {
+                mValues.push_back(*known);
+                return 0;
+            }
+            auto const next = static_cast<Slot>(mCompiler.program().code.size() + 1);
+            mCompiler.emit(Op::Enter, known->body, known->returnSlot, 0, next);
+            mValues.push_back(useOfSubroutine(*known));
             return 0;
+        }
+        if (mCompiler.holdsCall() && mCompiler.sharedHoldsCall(*node)) {
+            // Its code follows an Enter that runs it in place and returns past its end. What
+            // was computed of module storage before it is computed again inside it, where a
+            // later use will run it again.
+            mCompiler.forgetModuleReads();
+            Place shape;
+            OpenBody const open{static_cast<std::uint32_t>(mCompiler.program().code.size()),
+                                mCompiler.temporary(shape).slot};
+            mCompiler.emit(Op::Enter, open.enter + 1, open.returnSlot, 0, 0);
+            mOpenBodies.push_back(open);
         }
     }
     if (children.count != 0) {
@@ -648,11 +709,34 @@ bool ExpressionCompiler::leave(ExpressionData const& node, Children const& child
     value.holdsCall = value.holdsCall || holdsCall;
     value.readsModule = value.readsModule || readsModule;
     mValues.resize(first);
+    if (mCompiler.holdsCall() && isSharedInner(node, children.count) && mCompiler.sharedHoldsCall(node)) {
+        OpenBody const open = mOpenBodies.back();
+        mOpenBodies.pop_back();
+        mCompiler.emit(Op::Leave, 0, 0, open.returnSlot, 0);
+        mCompiler.program().code[open.enter].b = static_cast<Slot>(mCompiler.program().code.size());
+        value.subroutine = true;
+        value.body = open.enter + 1;
+        value.returnSlot = open.returnSlot;
+        mCompiler.keepShared(node, value);
+        mValues.push_back(value.failed ? value : useOfSubroutine(value));
+        return true;
+    }
     mValues.push_back(value);
     if (node.getReferenceCount() > 1) {
         mCompiler.keepShared(node, value);
     }
     return true;
+}
+
+Compiled ExpressionCompiler::useOfSubroutine(Compiled const& subroutine)
+{
+    mCompiler.forgetModuleReads();
+    Compiled value;
+    value.place = mCompiler.temporary(subroutine.place);
+    value.holdsCall = true;
+    value.readsModule = subroutine.readsModule;
+    mCompiler.emitCopy(value.place, subroutine.place);
+    return value;
 }
 
 Compiled ExpressionCompiler::visitConstant(Constant const& node, Compiled const*)

@@ -42,6 +42,8 @@ enum class Op : std::uint8_t {
     ReadAt,       ///< dst = the slot a + the offset held in b
     JumpUnless,   ///< unless a is true, go on at instruction dst
     Jump,         ///< go on at instruction dst
+    Enter,        ///< dst = the instruction index b; go on at instruction aux (a shared node's code)
+    Leave,        ///< go on at the instruction index a holds
     Call,         ///< program.calls[aux]
     Custom,       ///< program.customs[aux]
     Fail,         ///< report program.failures[aux] and stop the run

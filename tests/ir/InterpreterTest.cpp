@@ -3,6 +3,7 @@
 #include "tests/support/IrFixture.hpp"
 #include "tests/support/Mean.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -298,6 +299,130 @@ TEST_F(InterpreterTest, FunctionValuesAreCalledThroughVariablesAndDeepGraphsCost
     *g.expression("y") = graph - 1.0 + sxir::call(g.expression("grow")) + graph;
     EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(-1.0 + 1.0 + std::ldexp(1.0, 60))}));
     EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(std::ldexp(1.0, 60) + 2.0 + std::ldexp(2.0, 60))}));
+}
+
+/// An expression graph over x, a module variable m and calls of tick(a), which adds a to m and
+/// gives m: each node is a leaf, a sum, a difference, a half or a call of earlier nodes.
+struct Graph {
+    enum Kind { X, M, Constant, Add, Subtract, Half, Tick };
+    struct Node {
+        Kind kind;
+        int a, b;
+        double constant;
+    };
+    std::vector<Node> nodes;
+
+    static Graph random(unsigned seed)
+    {
+        Graph graph;
+        std::mt19937 random(seed);
+        static Kind const inner[] = {X, M, Constant, Add, Subtract, Half, Tick, Tick};
+        for (int i = 0; i < 16; ++i) {
+            // Leaves first, a sum last; a node mostly takes one of the last three, so that most
+            // nodes reach the last.
+            Kind const kind = i < 2 ? static_cast<Kind>(random() % 3) : i == 15 ? Add : inner[random() % 8];
+            int const a = i == 0 ? 0 : std::max(0, i - 1 - static_cast<int>(random() % 3));
+            int const b = i == 0 ? 0 : static_cast<int>(random() % i);
+            graph.nodes.push_back(Node{kind, a, b, static_cast<double>(random() % 9) - 4});
+        }
+        return graph;
+    }
+    /// The graph's last node: `shared` builds each node once and reuses it; otherwise every use
+    /// builds its own tree.
+    Expression build(sxir::Function& f, bool shared) const
+    {
+        std::vector<Expression> built;
+        std::function<Expression(int)> make = [&](int i) -> Expression {
+            if (shared && i < static_cast<int>(built.size())) {
+                return built[static_cast<std::size_t>(i)];
+            }
+            Node const& node = nodes[static_cast<std::size_t>(i)];
+            switch (node.kind) {
+            case X:
+                return f.expression("x");
+            case M:
+                return f.expression("m");
+            case Constant:
+                return Expression(f.getContext(), node.constant);
+            case Add:
+                return make(node.a) + make(node.b);
+            case Subtract:
+                return make(node.a) - make(node.b);
+            case Half:
+                return make(node.a) * 0.5;
+            case Tick:
+                break;
+            }
+            return f.expression("tick") << make(node.a);
+        };
+        for (int i = 0; i < static_cast<int>(nodes.size()); ++i) {
+            Expression const node = make(i);
+            built.push_back(node);
+        }
+        return built.back();
+    }
+};
+
+TEST_F(InterpreterTest, SharedNodesThatHoldCallsRunAtEachUseAsTheirUnfoldedTreesDo)
+{
+    sxir::Variable& m = *module.getModuleScope().addScopeItem<sxir::Variable>("m");
+    m.setType(real());
+    sxir::Function& tick = addFunction("tick", {"a"}, {"now"});
+    auto* add = new sxir::AssignmentStatement(tick);
+    add->setExpression(sxir::AssignmentStatement::LHS, Expression(m));
+    add->setExpression(sxir::AssignmentStatement::RHS, Expression(m) + tick.expression("a"));
+    tick.append(add);
+    *tick.expression("now") = Expression(m);
+    // y = the graph; after = m, what the calls left.
+    auto const write = [&](char const* name, Graph const& graph, bool shared) -> sxir::Function& {
+        sxir::Function& f = addFunction(name, {"x"}, {"y", "after"});
+        *f.expression("y") = graph.build(f, shared);
+        *f.expression("after") = f.expression("m");
+        return f;
+    };
+    // v = m/2 + 1 is computed before the first call and again inside the second: y = v + tick(v)
+    // + tick(v) gives 1 + 1 + 2.5, m ending at 2.5.
+    using G = Graph;
+    Graph const twice{{{G::M, 0, 0, 0}, {G::Half, 0, 0, 0}, {G::Constant, 0, 0, 1}, {G::Add, 1, 2, 0},
+                       {G::Tick, 3, 0, 0}, {G::Add, 3, 4, 0}, {G::Add, 5, 4, 0}}};
+    EXPECT_EQ(sxir::Interpreter(*context).run(write("sharedByHand", twice, true), {number(0)}),
+              (std::vector<Value>{number(4.5), number(2.5)}));
+    EXPECT_EQ(sxir::Interpreter(*context).run(write("treeByHand", twice, false), {number(0)}),
+              (std::vector<Value>{number(4.5), number(2.5)}));
+    int withCalls = 0;
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        Graph const graph = Graph::random(seed);
+        std::string const name = std::to_string(seed);
+        sxir::Function& shared = write(("shared" + name).c_str(), graph, true);
+        sxir::Function& tree = write(("tree" + name).c_str(), graph, false);
+        for (double x : {1.5, -3.0}) {
+            sxir::Interpreter sharedRun(*context), treeRun(*context);
+            std::vector<Value> const expected = treeRun.run(tree, {number(x)});
+            EXPECT_EQ(sharedRun.run(shared, {number(x)}), expected) << seed << ": " << tree.getStatements().asString();
+            withCalls += expected[1] != number(0);
+        }
+    }
+    EXPECT_GT(withCalls, 250);
+
+    // 2^60 calls unfolded: preparing costs the distinct nodes, and a run that does not reach them
+    // costs nothing; ten levels run 1,024 calls, m ending at their count.
+    sxir::Function& deep = addFunction("deep", {"x"}, {"y", "after"});
+    for (int depth : {60, 10}) {
+        // The calls read m in the graph that is not run.
+        Expression const operand = depth == 60 ? deep.expression("m") * 0.5 : Expression(deep.getContext(), 1.0);
+        Expression sum = deep.expression("tick") << operand;
+        for (int level = 0; level < depth; ++level) {
+            sum = sum + sum;
+        }
+        Expression const x = deep.expression("x");
+        deep.If(depth == 60 ? x > 100.0 : x < 100.0);
+        *deep.expression("y") = sum;
+        deep.End();
+    }
+    *deep.expression("after") = deep.expression("m");
+    interpreter.prepare(deep);
+    std::vector<Value> const out = sxir::Interpreter(*context).run(deep, {number(0)});
+    EXPECT_EQ(out, (std::vector<Value>{number(1024.0 * 1025.0 / 2.0), number(1024)}));
 }
 
 TEST_F(InterpreterTest, ClientNodesTakeTheirEvaluatorsValue)
