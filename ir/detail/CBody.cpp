@@ -472,6 +472,10 @@ void BodyEmitter::copyElements(std::string const& to, DataType toType, std::stri
         line("(void)(" + to + "); (void)(" + from + "); /* no elements */");
         return;
     }
+    if (toType == fromType && to == from) {
+        line("(void)(" + to + "); /* " + to + " = " + to + ": it keeps what it holds */");
+        return;
+    }
     if (toType == fromType) {
         noteStringFunctions();
         line(std::string(mayOverlap ? "memmove(" : "memcpy(") + to + ", " + from + ", " + std::to_string(count) +
@@ -1122,7 +1126,10 @@ void BodyEmitter::notEmitted(std::string const& what, char const* id)
     for (std::size_t at = text.find("*/"); at != std::string::npos; at = text.find("*/", at)) {
         text[at + 1] = ' ';
     }
-    std::replace(text.begin(), text.end(), '\n', ' ');
+    // Printed constants of boolean_T and char_T are raw bytes.
+    for (char& c : text) {
+        c = static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7f ? '?' : c;
+    }
     line("/* not emitted, since a run that reaches it stops with " + std::string(id) + ": " + text + " */");
 }
 
@@ -1312,7 +1319,9 @@ Visit BodyEmitter::visitAssignment(AssignmentStatement const& statement, unsigne
         if (!mRestart) {
             if (!written) {
                 rollBack(start);
-                notEmitted("an assignment", failure);
+                bool const set = statement.getExpressionNode(AssignmentStatement::LHS) != nullptr &&
+                                 statement.getExpressionNode(AssignmentStatement::RHS) != nullptr;
+                notEmitted(set ? textOf(statement) : std::string("an assignment with an unset side"), failure);
             }
             trackOutputs(statement, written);
             commit();

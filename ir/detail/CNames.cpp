@@ -118,7 +118,11 @@ bool CNameTable::isFree(std::string const& name, CNameTable const* alsoAvoid) co
 
 std::string CNameTable::claim(std::string_view wanted, CNameTable const* alsoAvoid)
 {
-    std::string const base = cIdentifier(wanted);
+    std::string base = cIdentifier(wanted);
+    // A reserved prefix stays reserved whatever follows: such a name gets a letter in front.
+    if (isReservedInC(base + "_1")) {
+        base = "n" + base;
+    }
     std::string name = base;
     for (unsigned long suffix = 1; !isFree(name, alsoAvoid); ++suffix) {
         name = base + "_" + std::to_string(suffix);

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <fstream>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -22,6 +24,245 @@ using T = sxu::DataTypeId;
 
 double const nan = std::numeric_limits<double>::quiet_NaN();
 double const inf = std::numeric_limits<double>::infinity();
+
+// ---------------------------------------------------------------------------------------------------------
+// The text.
+
+/// The golden C of a sample (its header, an empty line, its source); with SXIR_UPDATE_GOLDEN set,
+/// `actual` replaces it first.
+std::string golden(std::string const& name, std::string const& actual)
+{
+    std::string const path = std::string(SXIR_GOLDEN_DIR) + "/c/" + name + ".c";
+    if (std::getenv("SXIR_UPDATE_GOLDEN") != nullptr) {
+        std::ofstream(path, std::ios::binary) << actual;
+    }
+    return sxir_test::readFile(path);
+}
+
+class EmittedSamples : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(EmittedSamples, EmitAsTheirGoldenC)
+{
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    sxir::CCode const code = sxir::CEmitter().emit(*sxir::TestCatalog::get()->createModule(GetParam(), *context));
+    std::string const text = code.header + "\n" + code.source;
+    EXPECT_EQ(text, golden(GetParam(), text));
+}
+
+INSTANTIATE_TEST_SUITE_P(CEmitter, EmittedSamples, ::testing::ValuesIn([] {
+                             std::vector<sxu::string> const names = sxir::TestCatalog::get()->getEntryNames();
+                             return std::vector<std::string>(names.begin(), names.end());
+                         }()));
+
+/// The definitions of a module's source, from the first function's comment line on.
+std::string definitions(sxir::Module const& module)
+{
+    std::string const source = sxir::CEmitter().emit(module).source;
+    std::size_t const start = source.find("/* function");
+    return start == std::string::npos ? source : source.substr(start);
+}
+
+using CEmitterText = sxir_test::IrTest;
+
+TEST_F(CEmitterText, NamesStayWhereCAllowsThemAndTakeASuffixWhereNot)
+{
+    // A function named like a keyword, an output named like its input, locals named like a library
+    // function, like the emitter's own names and like a module variable, which keeps its name.
+    sxir::FunctionSignature signature(*context);
+    signature.addInput("double").setType(real());
+    signature.addOutput("double").setType(real());
+    signature.addOutput("y").setType(builtin(T::Int32));
+    auto* f = module.getModuleScope().addScopeItem<sxir::Function>("int");
+    f->setSignature(signature);
+    module.getModuleScope().addScopeItem<sxir::Variable>("x")->setType(real());
+    for (char const* name : {"sin", "sxir_k", "x", "t1"}) {
+        addLocal(*f, name);
+    }
+    // By name, "double" is the output, which the body sees before the input.
+    Expression const sin = use(*f, "sin"), x = use(*f, "x"), t1 = use(*f, "t1"), output = use(*f, "double");
+    Expression const input(*f->getFunctionScope(sxir::FunctionScopeType::Input).getGenericScopeItem(0));
+    Expression const moduleX(*module.getModuleScope().lookupGenericScopeItem("x"));
+    *sin = input * output;
+    *x = moduleX + sxir::sqrt(sin);
+    Expression const shared = x * x;
+    *t1 = shared + shared;
+    *moduleX = t1;
+    *use(*f, "y") = t1 > 0.5;
+    EXPECT_EQ(definitions(module), "/* function [real_T double, int32_T y] = int(real_T double) */\n"
+                                   "void int_1(real_T double_1, real_T *double_2, int32_T *y)\n"
+                                   "{\n"
+                                   "    real_T sin_1 = 0;\n"
+                                   "    real_T nsxir_k = 0;\n"
+                                   "    real_T x_1 = 0;\n"
+                                   "    real_T t1 = 0;\n"
+                                   "    (void)nsxir_k;\n"
+                                   "    *double_2 = double_1;\n"
+                                   "    sin_1 = (double_1 * *double_2);\n"
+                                   "    x_1 = (x + sqrt(sxir_opaque(sin_1)));\n"
+                                   "    real_T t2 = (x_1 * x_1);\n"
+                                   "    t1 = (t2 + t2);\n"
+                                   "    x = t1;\n"
+                                   "    *y = ((int32_T)((boolean_T)(t1 > 0.5)));\n"
+                                   "}\n");
+}
+
+TEST_F(CEmitterText, CallsBecomeTemporariesInTheOrderARunMakesThem)
+{
+    // tick() counts its calls in the module variable n; f reads n before and after calling it.
+    module.getModuleScope().addScopeItem<sxir::Variable>("n")->setType(real());
+    Expression const n(*module.getModuleScope().lookupGenericScopeItem("n"));
+    sxir::Function& tick = addFunction("tick", {"a"}, {"r"});
+    *use(tick, "r") = use(tick, "a");
+    sxir::AssignmentStatement* count = new sxir::AssignmentStatement(tick);
+    tick.append(count);
+    count->setExpression(sxir::AssignmentStatement::LHS, n);
+    count->setExpression(sxir::AssignmentStatement::RHS, n + 1.0);
+    sxir::Function& f = addFunction("f", {"x"}, {"y", "z"});
+    Expression const x = use(f, "x"), y = use(f, "y"), tickRef = use(f, "tick");
+    *y = n + (tickRef << (tickRef << x)) * n;
+    *use(f, "z") = x * 2.0 - n;
+    EXPECT_EQ(definitions(module), "/* function [real_T r] = tick(real_T a) */\n"
+                                   "void tick(real_T a, real_T *r)\n"
+                                   "{\n"
+                                   "    *r = a;\n"
+                                   "    n = (n + 1.0);\n"
+                                   "}\n"
+                                   "\n"
+                                   "/* function [real_T y, real_T z] = f(real_T x) */\n"
+                                   "void f(real_T x, real_T *y, real_T *z)\n"
+                                   "{\n"
+                                   "    real_T t1 = n;\n"
+                                   "    real_T tick_r;\n"
+                                   "    tick(x, &tick_r);\n"
+                                   "    real_T tick_r_1;\n"
+                                   "    tick(tick_r, &tick_r_1);\n"
+                                   "    real_T t2 = n;\n"
+                                   "    *y = (t1 + (tick_r_1 * t2));\n"
+                                   "    *z = ((x * 2.0) - n);\n"
+                                   "}\n");
+}
+
+TEST_F(CEmitterText, ASharedNodeIsComputedOnceWhereNothingBetweenItsUsesCanChangeIt)
+{
+    module.getModuleScope().addScopeItem<sxir::Variable>("n")->setType(real());
+    Expression const n(*module.getModuleScope().lookupGenericScopeItem("n"));
+    sxir::Function& g = addFunction("g", {"a"}, {"b"});
+    *use(g, "b") = use(g, "a") + 1.0;
+    sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
+    Expression const x = use(f, "x");
+    Expression const product = x * n;
+    Expression const call = use(f, "g") << x;
+    // Without calls: once. With a call, the node that reads n at each use, and the call at each use.
+    *use(f, "y") = product + product;
+    *use(f, "z") = product + call;
+    *use(f, "w") = call - call;
+    EXPECT_EQ(definitions(module).substr(definitions(module).find("void f")),
+              "void f(real_T x, real_T *y, real_T *z, real_T *w)\n"
+              "{\n"
+              "    real_T t1 = (x * n);\n"
+              "    *y = (t1 + t1);\n"
+              "    real_T t2 = n;\n"
+              "    real_T g_b;\n"
+              "    g(x, &g_b);\n"
+              "    *z = ((x * t2) + g_b);\n"
+              "    real_T g_b_1;\n"
+              "    g(x, &g_b_1);\n"
+              "    real_T g_b_2;\n"
+              "    g(x, &g_b_2);\n"
+              "    *w = (g_b_1 - g_b_2);\n"
+              "}\n");
+}
+
+TEST_F(CEmitterText, WhatEveryRunReachingItStopsOnIsACommentThatChangesNothing)
+{
+    sxir::MatrixType const column(*context, T::Real, sxu::Dimension(3, 1));
+    sxir::Function& f = addFunction("f", {"x"}, {"y"});
+    addLocal(f, "v", &column);
+    Expression const x = use(f, "x"), y = use(f, "y"), v = use(f, "v");
+    *y = v;                                   // three elements into one
+    *y = v(3);                                // a constant index outside v
+    f.If(v);                                  // a condition of three elements
+    *y = x;
+    f.End();
+    f.append(new sxir::AssignmentStatement(f)); // nothing on either side
+    EXPECT_EQ(definitions(module),
+              "/* function [real_T y] = f(real_T x) */\n"
+              "void f(real_T x, real_T *y)\n"
+              "{\n"
+              "    real_T v[3] = {0};\n"
+              "    (void)v;\n"
+              "    *y = 0;\n"
+              "    /* not emitted, since a run that reaches it stops with sxir:eval:DimensionMismatch: y=v */\n"
+              "    /* not emitted, since a run that reaches it stops with sxir:expression:IndexOutOfRange: y=v(3,0) */\n"
+              "    /* not emitted, since a run that reaches it stops with sxir:eval:DimensionMismatch: if v */\n"
+              "    if (0) {\n"
+              "        *y = x;\n"
+              "    }\n"
+              "    /* not emitted, since a run that reaches it stops with sxir:eval:UnsetOperand: an assignment with an "
+              "unset side */\n"
+              "}\n");
+}
+
+TEST_F(CEmitterText, FunctionValuesArePointersAndAFunctionOfAnotherFormRunsThroughAnAdapter)
+{
+    sxir::Function& twice = addFunction("twice", {"a"}, {"b"});
+    *use(twice, "b") = use(twice, "a") * 2.0;
+    // h takes an int32_T: twice runs through an adapter that converts it to real_T.
+    sxir::FunctionSignature integer(*context);
+    integer.addInput("a").setType(builtin(T::Int32));
+    integer.addOutput("b").setType(real());
+    sxir::Function& f = addFunction("f", {"x"}, {"y", "z"});
+    addLocal(f, "same", &twice.getSignature());
+    addLocal(f, "h", &integer);
+    Expression const x = use(f, "x"), same = use(f, "same"), h = use(f, "h");
+    *same = use(f, "twice");
+    *h = use(f, "twice");
+    *use(f, "y") = same << x;
+    *use(f, "z") = h << x;
+    std::string const source = sxir::CEmitter().emit(module).source;
+    for (char const* expected : {
+             "/* [real_T b] = (real_T a) */\ntypedef void (*sxir_fn_1)(real_T, real_T *);\n",
+             "/* [real_T b] = (int32_T a) */\ntypedef void (*sxir_fn_3)(int32_T, real_T *);\n",
+             "    sxir_fn_1 same = 0;\n    sxir_fn_3 h = 0;\n",
+             "    same = twice;\n    h = sxir_adapter_1;\n",
+             "    real_T same_b;\n    same(x, &same_b);\n    *y = same_b;\n",
+             // x is real_T and h takes int32_T: the call converts x as twice takes it, with no stop at int32_T.
+             "    real_T h_b;\n    sxir_call_1(h, x, &h_b);\n    *z = h_b;\n",
+             "static void sxir_adapter_1(int32_T sxir_a0, real_T *sxir_r0)\n{\n    real_T sxir_o0;\n"
+             "    twice(((real_T)sxir_a0), &sxir_o0);\n    *sxir_r0 = sxir_o0;\n}\n",
+             "static void sxir_call_1(sxir_fn_3 sxir_p, real_T sxir_a0, real_T *sxir_r0)\n{\n"
+             "    if (sxir_p == sxir_adapter_1) {\n        real_T sxir_o0;\n        twice(sxir_a0, &sxir_o0);\n"
+             "        *sxir_r0 = sxir_o0;\n        return;\n    }\n    sxir_p(sxir_real_to_i32(sxir_a0), sxir_r0);\n}\n",
+         }) {
+        EXPECT_NE(source.find(expected), std::string::npos) << expected << "\n--- in:\n" << source;
+    }
+}
+
+TEST_F(CEmitterText, WhatAFunctionReachesInOtherModulesComesAlongAsStaticDefinitions)
+{
+    sxir::Module& other = *context->getGlobalScope().addScopeItem<sxir::Module>("other");
+    other.getModuleScope().addScopeItem<sxir::Variable>("count")->setType(builtin(T::UInt32));
+    Expression const count(*other.getModuleScope().lookupGenericScopeItem("count"));
+    sxir::Function& g = addFunction("g", {"a"}, {"b"}, &other);
+    *use(g, "b") = use(g, "a") + count;
+    sxir::Module& inner = *module.getModuleScope().addScopeItem<sxir::Module>("inner");
+    sxir::Function& h = addFunction("h", {"a"}, {"b"}, &inner);
+    *use(h, "b") = -use(h, "a");
+    sxir::Function& f = addFunction("f", {"x"}, {"y"});
+    *use(f, "y") = (Expression(g) << use(f, "x")) + (Expression(h) << use(f, "x"));
+    sxir::CCode const code = sxir::CEmitter().emit(module);
+    EXPECT_EQ(code.header.find("void g("), std::string::npos);
+    EXPECT_EQ(code.header.find("void h("), std::string::npos);
+    for (char const* expected : {
+             "static uint32_T count; /* of module other */\n",
+             "static void g(real_T a, real_T *b);\nstatic void h(real_T a, real_T *b);\n",
+             "/* function [real_T b] = g(real_T a), of module other */\nstatic void g(real_T a, real_T *b)\n",
+             "/* function [real_T b] = h(real_T a), of module module/inner */\nstatic void h(real_T a, real_T *b)\n",
+         }) {
+        EXPECT_NE(code.source.find(expected), std::string::npos) << expected << "\n--- in:\n" << code.source;
+    }
+}
 
 // ---------------------------------------------------------------------------------------------------------
 // Generated programs.
@@ -52,6 +293,10 @@ public:
     /// Module "m<index>", whose functions are "m<index>_f<k>".
     sxir::Module& generate(unsigned index)
     {
+        // What the previous module declares is sometimes used too: its C comes along as static copies.
+        bool const reachOut = chance(0.3);
+        mOthers = reachOut ? mFunctions : std::vector<sxir::Function*>();
+        std::vector<sxir::Variable*> const otherVariables = reachOut ? mModuleVariables : std::vector<sxir::Variable*>();
         mPrefix = "m" + std::to_string(index);
         mModule = mContext.getGlobalScope().addScopeItem<sxir::Module>(mPrefix);
         mFunctions.clear();
@@ -64,9 +309,23 @@ public:
         if (chance(0.5)) {
             addTick();
         }
+        if (chance(0.15)) {
+            // A function of a nested module, which the module's functions call.
+            sxir::Module* const outer = mModule;
+            std::string const prefix = mPrefix;
+            mModule = outer->getModuleScope().addScopeItem<sxir::Module>("inner");
+            mPrefix += "_inner";
+            addFunction();
+            mOthers.push_back(mFunctions.back());
+            mFunctions.pop_back();
+            mModule = outer;
+            mPrefix = prefix;
+        }
+        mModuleVariables.insert(mModuleVariables.end(), otherVariables.begin(), otherVariables.end());
         for (int k = 2 + pick(2); k-- > 0;) {
             addFunction();
         }
+        mModuleVariables.resize(mModuleVariables.size() - otherVariables.size());
         return *mModule;
     }
 
@@ -158,7 +417,7 @@ private:
         auto* variable = mModule->getModuleScope().addScopeItem<sxir::Variable>(
             "g" + std::to_string(mModule->getModuleScope().getNumScopeItems()));
         variable->setType(*type);
-        mModuleVariables.push_back(variable);
+        mModuleVariables.insert(mModuleVariables.begin(), variable);
         return *variable;
     }
 
@@ -201,6 +460,7 @@ private:
         std::vector<sxir::Function*> const earlier = mFunctions;
         // Function-typed inputs take the signature of an earlier function, which the runs pass.
         std::vector<std::pair<unsigned long, sxir::Function*>> functionInputs;
+        std::vector<std::pair<std::string, sxir::Function*>> functionOutputs;
         for (int i = pick(4); i-- > 0;) {
             sxir::Variable& input = signature.addInput("a" + std::to_string(i));
             if (!earlier.empty() && chance(0.15)) {
@@ -225,7 +485,9 @@ private:
                     output.setType(mContext.getBuiltinType(T::Real));
                 }
             } else if (!earlier.empty() && chance(0.05)) {
-                output.setType(earlier[pick(earlier.size())]->getSignature());
+                sxir::Function* given = earlier[pick(earlier.size())];
+                output.setType(given->getSignature());
+                functionOutputs.emplace_back(name, given);
             } else {
                 output.setType(*randomType());
             }
@@ -238,7 +500,17 @@ private:
         mScalars.clear();
         mMatrices.clear();
         mHandles.clear();
+        mCallables.clear();
         mIndex = nullptr;
+        for (auto const& [position, passed] : functionInputs) {
+            sxir::Scope const& inputs = function.getFunctionScope(sxir::FunctionScopeType::Input);
+            mCallables.emplace_back(static_cast<sxir::Variable const*>(inputs.getGenericScopeItem(position)), passed);
+        }
+        for (auto const& [name, given] : functionOutputs) {
+            mHandles.emplace_back(static_cast<sxir::Variable*>(
+                                      function.getFunctionScope(sxir::FunctionScopeType::Output).lookupGenericScopeItem(name)),
+                                  given);
+        }
         sxir::Scope& locals = function.getFunctionScope(sxir::FunctionScopeType::Local);
         for (int i = 1 + pick(3); i-- > 0;) {
             locals.addScopeItem<sxir::Variable>("v" + std::to_string(i))->setType(*randomType());
@@ -260,7 +532,8 @@ private:
             mHandles.emplace_back(handle, held);
         }
         if (!earlier.empty() && chance(0.2)) {
-            sxir::Function* held = earlier[pick(earlier.size())];
+            // Sometimes the function the local holds: a copy between the two converts its type.
+            sxir::Function* held = !mHandles.empty() && chance(0.5) ? mHandles.back().second : earlier[pick(earlier.size())];
             sxir::Variable& shared = addModuleVariable(chance(0.5) ? std::unique_ptr<sxir::Type>(held->getSignature().clone())
                                                                    : std::unique_ptr<sxir::Type>(variant(held->getSignature())));
             mHandles.emplace_back(&shared, held);
@@ -354,7 +627,11 @@ private:
         }
         if (kind == 2 && !mHandles.empty()) {
             auto const& [handle, held] = mHandles[pick(mHandles.size())];
-            assign(Expression(*handle), Expression(*held));
+            Expression value(*held);
+            for (auto const& [other, same] : mHandles) {
+                value = same == held && other != handle && chance(0.5) ? Expression(*other) : value;
+            }
+            assign(Expression(*handle), value);
             return;
         }
         Expression const value = scalar(2 + pick(2));
@@ -435,13 +712,18 @@ private:
     {
         // Earlier functions, and the function-typed variables holding one (whose signature has its counts).
         std::vector<std::pair<Expression, sxir::Function const*>> callees;
-        for (sxir::Function* function : mFunctions) {
-            if (function != mFunction) {
-                callees.emplace_back(Expression(*function), function);
+        for (auto const* functions : {&mFunctions, &mOthers}) {
+            for (sxir::Function* function : *functions) {
+                if (function != mFunction) {
+                    callees.emplace_back(Expression(*function), function);
+                }
             }
         }
         for (auto const& [handle, held] : mHandles) {
             callees.emplace_back(Expression(*handle), held);
+        }
+        for (auto const& [input, held] : mCallables) {
+            callees.emplace_back(Expression(*input), held);
         }
         std::vector<std::pair<Expression, sxir::Function const*>> fitting;
         for (auto const& callee : callees) {
@@ -569,7 +851,9 @@ private:
     sxir::Function* mFunction = nullptr;
     std::vector<Known> mScalars;
     std::vector<Known> mMatrices;
-    std::vector<std::pair<sxir::Variable*, sxir::Function*>> mHandles;
+    std::vector<std::pair<sxir::Variable*, sxir::Function*>> mHandles; ///< function-typed storage, and what it holds
+    std::vector<std::pair<sxir::Variable const*, sxir::Function*>> mCallables; ///< function-typed inputs
+    std::vector<sxir::Function*> mOthers; ///< functions of a nested or the previous module
     sxir::Variable* mIndex = nullptr;
     unsigned long mIndexValue = 0;
     std::vector<Expression> mShared; ///< the statement's expressions so far, to share
