@@ -104,11 +104,11 @@ std::string prototype(CSource& source, Definition const& definition, bool header
     return text + (definition.parameters.empty() ? "void)" : ")");
 }
 
-std::string define(CSource& source, Definition const& definition)
+void define(CSource& source, Definition const& definition, std::string& out)
 {
     // A copy: the body adds items, which moves them.
     CItem const item = source.item(definition.item);
-    return detail::emitDefinition(source, *item.function, item.name, definition.parameters, *definition.names);
+    detail::emitDefinition(source, *item.function, item.name, definition.parameters, *definition.names, out);
 }
 
 } // namespace
@@ -148,7 +148,8 @@ CCode CEmitter::emit(Module const& module) const
     for (Definition const& definition : own) {
         Function const& function = *source.item(definition.item).function;
         header += "\n" + comment(declarationText(function)) + prototype(source, definition, true) + ";\n";
-        definitions += "\n" + comment(declarationText(function)) + define(source, definition);
+        definitions += "\n" + comment(declarationText(function));
+        define(source, definition, definitions);
     }
     header += "\n#endif\n";
 
@@ -166,8 +167,8 @@ CCode CEmitter::emit(Module const& module) const
                 Function const& function = *item.function;
                 std::string const where = modulePath(module.getContext(), function.getParentScope());
                 prototypes += "static " + prototype(source, definition, false) + ";\n";
-                statics += "\n" + comment(declarationText(function) + ", of module " + where) + "static " +
-                           define(source, definition);
+                statics += "\n" + comment(declarationText(function) + ", of module " + where) + "static ";
+                define(source, definition, statics);
             } else {
                 prototypes += source.head(item) + ";\n";
                 statics += "\n" + source.define(index);
@@ -217,8 +218,11 @@ CCode CEmitter::emit(Module const& module) const
     if (!prototypes.empty()) {
         text += "\n" + prototypes;
     }
-    text += definitions + statics + listing;
-    return CCode{header, text};
+    // The definitions are most of the text: the rest goes in front of them, not the reverse.
+    definitions.insert(0, text);
+    definitions += statics;
+    definitions += listing;
+    return CCode{header, std::move(definitions)};
 }
 
 } // namespace sxir

@@ -18,7 +18,9 @@
 #include "ir/detail/Walk.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <unordered_map>
 
 namespace sxir {
@@ -120,6 +122,119 @@ OpId::Type swapped(OpId::Type op)
     }
 }
 
+/// Text written piece by piece, most pieces a few bytes: appended inline into storage that only
+/// grows, and reused from statement to statement.
+class Text {
+public:
+    SXIR_ALWAYS_INLINE void append(char const* data, std::size_t length)
+    {
+        if (length > mStorage.size() - mSize) {
+            mStorage.resize(std::max(2 * mStorage.size() + 64, mSize + length));
+        }
+        char* const to = &mStorage[0] + mSize;
+        if (length <= 16) {
+            // Small pieces move by two overlapping fixed-size copies instead of a call.
+            if (length >= 8) {
+                std::memcpy(to, data, 8);
+                std::memcpy(to + length - 8, data + length - 8, 8);
+            } else if (length >= 4) {
+                std::memcpy(to, data, 4);
+                std::memcpy(to + length - 4, data + length - 4, 4);
+            } else {
+                for (std::size_t i = 0; i < length; ++i) {
+                    to[i] = data[i];
+                }
+            }
+        } else {
+            std::memcpy(to, data, length);
+        }
+        mSize += length;
+    }
+    SXIR_ALWAYS_INLINE void append(std::string_view text) { append(text.data(), text.size()); }
+    SXIR_ALWAYS_INLINE Text& operator+=(std::string_view text)
+    {
+        append(text.data(), text.size());
+        return *this;
+    }
+    SXIR_ALWAYS_INLINE Text& operator+=(char c)
+    {
+        append(&c, 1);
+        return *this;
+    }
+    Text& operator=(std::string_view text)
+    {
+        mSize = 0;
+        return *this += text;
+    }
+    /// Appends `value` in decimal.
+    void appendNumber(unsigned long value)
+    {
+        char buffer[24];
+        append(buffer, static_cast<std::size_t>(std::to_chars(buffer, buffer + sizeof buffer, value).ptr - buffer));
+    }
+    std::size_t size() const { return mSize; }
+    bool empty() const { return mSize == 0; }
+    void clear() { mSize = 0; }
+    /// Keeps the first `size` characters.
+    void truncate(std::size_t size) { mSize = size; }
+    std::string_view view() const { return std::string_view(mStorage.data(), mSize); }
+    operator std::string_view() const { return view(); }
+    char operator[](std::size_t position) const { return mStorage[position]; }
+
+private:
+    std::string mStorage;
+    std::size_t mSize = 0;
+};
+
+/// C text with placeholders, cut once around them: text = pieces[0] $0 pieces[1] $1 pieces[2].
+struct Cut {
+    std::string_view pieces[3];
+    bool identity; ///< just "$0"
+};
+
+Cut cut(std::string const& text)
+{
+    Cut result{{}, text == "$0"};
+    std::size_t start = 0;
+    int piece = 0;
+    for (std::size_t at = text.find('$'); at != std::string::npos && piece < 2; at = text.find('$', start)) {
+        result.pieces[piece++] = std::string_view(text).substr(start, at - start);
+        start = at + 2;
+    }
+    result.pieces[piece] = std::string_view(text).substr(start);
+    return result;
+}
+
+/// The text of operation `op` in operation type `type`, cut.
+Cut const& operationCut(OpId::Type op, DataType type)
+{
+    static std::vector<Cut> const cuts = [] {
+        std::vector<Cut> table;
+        for (unsigned long i = 0; i < OpId::Count; ++i) {
+            for (unsigned long t = 0; t < sxu::DataTypeId::Count; ++t) {
+                table.push_back(cut(cOperation(static_cast<OpId::Type>(i), static_cast<DataType>(t)).text));
+            }
+        }
+        return table;
+    }();
+    return cuts[op * sxu::DataTypeId::Count + type];
+}
+
+/// The conversion from `from` to `to`, cut.
+Cut const& conversionCut(DataType from, DataType to)
+{
+    static std::vector<Cut> const cuts = [] {
+        std::vector<Cut> table;
+        for (unsigned long f = 0; f < sxu::DataTypeId::Count; ++f) {
+            for (unsigned long t = 0; t < sxu::DataTypeId::Count; ++t) {
+                table.push_back(cut(cConversion(static_cast<DataType>(f), static_cast<DataType>(t)).text));
+            }
+        }
+        return table;
+    }();
+    return cuts[from * sxu::DataTypeId::Count + to];
+}
+
 /// A variable the function uses: a parameter, a local, or a module variable.
 struct VariableInfo {
     enum Role : unsigned char { Input, Output, Local, Module };
@@ -217,7 +332,8 @@ public:
     BodyEmitter(CSource& source, Function const& function, std::vector<CParameter> const& parameters,
                 CNameTable& names);
 
-    std::string definition(std::string const& name);
+    /// Appends the definition under the C name `name` to `text`.
+    void definition(std::string const& name, std::string& text);
 
     // The statement walk.
     Visit enterStatement(Statement const& statement, unsigned& depth)
@@ -238,20 +354,20 @@ public:
     bool holdsCall() const { return mHoldsCall; }
     void restart() { mRestart = true; }
     std::vector<CValue>& values() { return mValues; }
-    std::string& text() { return mText; }
-    std::string& scratch() { return mScratch; }
+    Text& text() { return mText; }
+    Text& scratch() { return mScratch; }
     /// The text of value `index` of the stack.
     std::string_view valueText(std::size_t index) const
     {
         std::size_t const end = index + 1 < mValues.size() ? mValues[index + 1].start : mText.size();
-        return std::string_view(mText).substr(mValues[index].start, end - mValues[index].start);
+        return mText.view().substr(mValues[index].start, end - mValues[index].start);
     }
     /// The variable `variable` as this function reaches it, or null when it cannot.
     VariableInfo* variable(Variable const& variable, unsigned& index);
     /// Pushes `value`, whose text is `text`.
-    void push(CValue value, std::string_view text);
+    void push(CValue const& value, std::string_view text);
     /// Replaces the values from `first` on by `value`, whose text is in the scratch.
-    void replace(std::size_t first, CValue value);
+    void replace(std::size_t first, CValue const& value);
     /// The top value, a scalar or function, computed into a temporary now.
     void materialize();
     /// The top value copied into a temporary now (an array's elements too).
@@ -281,19 +397,26 @@ public:
 
     // Texts of values (`text` is the value's text); none of these changes the stack.
     /// A one-element value read as a scalar of its own type.
-    void appendScalar(std::string& out, CValue const& value, std::string_view text);
+    template <class Out>
+    void appendScalar(Out& out, CValue const& value, std::string_view text);
     /// The same converted to `type` (a constant is converted now).
-    void appendConverted(std::string& out, CValue const& value, std::string_view text, DataType type);
+    template <class Out>
+    void appendConverted(Out& out, CValue const& value, std::string_view text, DataType type);
     /// A pointer to the first element of an array value.
-    void appendPointer(std::string& out, CValue const& value, std::string_view text);
+    template <class Out>
+    void appendPointer(Out& out, CValue const& value, std::string_view text);
     /// A value passed for a parameter of form `form`: its text, or a temporary filled from it.
-    void appendArgument(std::string& out, CValue const& value, std::string_view text, CShape const& form,
+    template <class Out>
+    void appendArgument(Out& out, CValue const& value, std::string_view text, CShape const& form,
                         std::string_view stem);
     /// A function value as a function of type `key`.
-    void appendFunctionAs(std::string& out, CValue const& value, std::string_view text, unsigned key);
+    template <class Out>
+    void appendFunctionAs(Out& out, CValue const& value, std::string_view text, unsigned key);
     /// Stack value `index` read as a scalar, or converted, as the two above.
-    void appendScalar(std::string& out, std::size_t index) { appendScalar(out, mValues[index], valueText(index)); }
-    void appendConverted(std::string& out, std::size_t index, DataType type)
+    template <class Out>
+    void appendScalar(Out& out, std::size_t index) { appendScalar(out, mValues[index], valueText(index)); }
+    template <class Out>
+    void appendConverted(Out& out, std::size_t index, DataType type)
     {
         appendConverted(out, mValues[index], valueText(index), type);
     }
@@ -323,14 +446,18 @@ private:
     std::vector<CParameter> const& mParameters;
     CNameTable& mNames;
     std::vector<VariableInfo> mVariables;
-    std::unordered_map<Variable const*, unsigned> mVariableIndex;
-    std::string mOut;
+    NodeMemo<unsigned> mVariableIndex; ///< by variable, its index in mVariables
+    Text mOut;
     std::string mIndent;
     unsigned mDepth = 0;
     // The statement being written.
     std::vector<CValue> mValues;
-    std::string mText;
-    std::string mScratch;
+    Text mText;
+    Text mScratch;
+    // Kept from statement to statement, so that they allocate once.
+    std::vector<ExpressionData const*> mChain;
+    Text mStorage;
+    Text mStored;
     std::unordered_map<ExpressionData const*, Memo> mShared;
     bool mHoldsCall = false;
     bool mRestart = false;
@@ -346,17 +473,17 @@ private:
 // ---------------------------------------------------------------------------------------------
 // The stack of values and their texts.
 
-void BodyEmitter::push(CValue value, std::string_view text)
+void BodyEmitter::push(CValue const& value, std::string_view text)
 {
-    value.start = mText.size();
-    mText.append(text);
     mValues.push_back(value);
+    mValues.back().start = mText.size();
+    mText.append(text);
 }
 
-void BodyEmitter::replace(std::size_t first, CValue value)
+void BodyEmitter::replace(std::size_t first, CValue const& value)
 {
     std::size_t const start = first < mValues.size() ? mValues[first].start : mText.size();
-    mText.resize(start);
+    mText.truncate(start);
     mValues.resize(first);
     push(value, mScratch);
 }
@@ -406,7 +533,8 @@ void BodyEmitter::capture()
     replace(mValues.size() - 1, value);
 }
 
-void BodyEmitter::appendScalar(std::string& out, CValue const& value, std::string_view text)
+template <class Out>
+void BodyEmitter::appendScalar(Out& out, CValue const& value, std::string_view text)
 {
     out += text;
     if (value.kind == CValue::Array) {
@@ -419,20 +547,26 @@ void BodyEmitter::appendScalar(std::string& out, CValue const& value, std::strin
     }
 }
 
-void BodyEmitter::appendConverted(std::string& out, CValue const& value, std::string_view text, DataType type)
+template <class Out>
+void BodyEmitter::appendConverted(Out& out, CValue const& value, std::string_view text, DataType type)
 {
     if (value.constant) {
         CFragment const constant = cConstant(type, convertElement(value.value, value.type, type));
         out += constant.text;
         return;
     }
-    CFragment const& conversion = cConversion(value.type, type);
-    std::string scalar;
-    appendScalar(scalar, value, text);
-    cExpand(out, conversion.text, scalar);
+    Cut const& conversion = conversionCut(value.type, type);
+    if (conversion.identity) {
+        appendScalar(out, value, text);
+        return;
+    }
+    out += conversion.pieces[0];
+    appendScalar(out, value, text);
+    out += conversion.pieces[1];
 }
 
-void BodyEmitter::appendPointer(std::string& out, CValue const& value, std::string_view text)
+template <class Out>
+void BodyEmitter::appendPointer(Out& out, CValue const& value, std::string_view text)
 {
     if (value.storage != 0) {
         noteRead(value.storage - 1);
@@ -444,7 +578,8 @@ void BodyEmitter::appendPointer(std::string& out, CValue const& value, std::stri
     }
 }
 
-void BodyEmitter::appendFunctionAs(std::string& out, CValue const& value, std::string_view text, unsigned key)
+template <class Out>
+void BodyEmitter::appendFunctionAs(Out& out, CValue const& value, std::string_view text, unsigned key)
 {
     if (value.key == key) {
         out += text;
@@ -490,7 +625,8 @@ void BodyEmitter::copyElements(std::string const& to, DataType toType, std::stri
     line(text);
 }
 
-void BodyEmitter::appendArgument(std::string& out, CValue const& value, std::string_view text, CShape const& form,
+template <class Out>
+void BodyEmitter::appendArgument(Out& out, CValue const& value, std::string_view text, CShape const& form,
                                  std::string_view stem)
 {
     switch (form.kind) {
@@ -572,7 +708,7 @@ BodyEmitter::BodyEmitter(CSource& source, Function const& function, std::vector<
                 info.name = parameter.name;
                 info.role = parameter.output ? VariableInfo::Output : VariableInfo::Input;
             }
-            mVariableIndex.emplace(variable, static_cast<unsigned>(mVariables.size()));
+            mVariableIndex.insert(variable, nullptr, static_cast<unsigned>(mVariables.size()));
             mVariables.push_back(std::move(info));
         }
     }
@@ -580,9 +716,8 @@ BodyEmitter::BodyEmitter(CSource& source, Function const& function, std::vector<
 
 VariableInfo* BodyEmitter::variable(Variable const& variable, unsigned& index)
 {
-    auto const found = mVariableIndex.find(&variable);
-    if (found != mVariableIndex.end()) {
-        index = found->second;
+    if (unsigned const* found = mVariableIndex.find(&variable)) {
+        index = *found;
         return &mVariables[index];
     }
     if (!isModuleVariable(variable)) {
@@ -594,7 +729,7 @@ VariableInfo* BodyEmitter::variable(Variable const& variable, unsigned& index)
     info.shape = mSource.item(info.item).shape;
     info.role = VariableInfo::Module;
     index = static_cast<unsigned>(mVariables.size());
-    mVariableIndex.emplace(&variable, index);
+    mVariableIndex.insert(&variable, nullptr, index);
     mVariables.push_back(std::move(info));
     return &mVariables.back();
 }
@@ -699,26 +834,27 @@ CValue ExpressionEmitter::visitVariableRef(VariableRef const& node, CValue const
     value.columns = info->shape.columns;
     value.key = info->shape.key;
     bool const module = info->role == VariableInfo::Module;
-    bool const indirect = info->role == VariableInfo::Output;
-    std::string& text = mBody.scratch();
+    bool const indirect = info->role == VariableInfo::Output && info->shape.kind != CShape::Array;
+    Text& text = mBody.scratch();
     if (module) {
         value.readsModule = true;
         mBody.noteUse(info->item);
     }
+    bool const function = info->shape.kind == CShape::Function;
+    text += indirect ? (function ? "(*" : "*") : "";
+    text += info->name;
+    text += indirect && function ? ")" : "";
     switch (info->shape.kind) {
     case CShape::Scalar:
         value.kind = CValue::Scalar;
         value.addressable = true;
-        text = indirect ? "*" + info->name : info->name;
         break;
     case CShape::Function:
         value.kind = CValue::Function;
-        text = indirect ? "(*" + info->name + ")" : info->name;
         break;
     default:
         value.kind = CValue::Array;
         value.storage = module ? 0 : index + 1;
-        text = info->name;
         break;
     }
     if (value.kind != CValue::Array && !module) {
@@ -776,14 +912,12 @@ CValue ExpressionEmitter::visitOperator(Operator const& node, CValue const* oper
         mBody.scratch() = constant.text;
         return value;
     }
-    std::string left;
-    std::string right;
-    mBody.appendConverted(left, first, type);
-    if (count == 2) {
-        mBody.appendConverted(right, first + 1, type);
-    }
-    std::string& text = mBody.scratch();
+    Text& text = mBody.scratch();
     if (isRelation(op) && type != sxu::DataTypeId::Real && !(operands[0].constant && operands[1].constant)) {
+        std::string left;
+        std::string right;
+        mBody.appendConverted(left, first, type);
+        mBody.appendConverted(right, first + 1, type);
         // What a C compiler sees as always true or false would be a warning: the emitter decides it.
         int decided = left == right ? (op == OpId::LESS_OR_EQUAL || op == OpId::GREATER_OR_EQUAL || op == OpId::EQUAL)
                                     : -1;
@@ -800,8 +934,14 @@ CValue ExpressionEmitter::visitOperator(Operator const& node, CValue const* oper
             return value;
         }
     }
-    CFragment const& fragment = cOperation(op, type);
-    cExpand(text, fragment.text, left, right);
+    Cut const& operation = operationCut(op, type);
+    text += operation.pieces[0];
+    mBody.appendConverted(text, first, type);
+    text += operation.pieces[1];
+    if (count == 2) {
+        mBody.appendConverted(text, first + 1, type);
+        text += operation.pieces[2];
+    }
     return value;
 }
 
@@ -828,7 +968,7 @@ CValue ExpressionEmitter::visitMatrixRef(MatrixRef const&, CValue const* operand
         }
     }
     std::size_t const first = static_cast<std::size_t>(operands - mBody.values().data());
-    std::string& text = mBody.scratch();
+    Text& text = mBody.scratch();
     CValue value;
     value.kind = CValue::Scalar;
     value.type = matrix.type;
@@ -890,7 +1030,7 @@ CValue ExpressionEmitter::visitSubMatrix(SubMatrix const& node, CValue const* op
         return failed(ErrorId::IndexOutOfRange);
     }
     std::size_t const index = static_cast<std::size_t>(operands - mBody.values().data());
-    std::string& text = mBody.scratch();
+    Text& text = mBody.scratch();
     if (matrix.kind == CValue::Scalar && last - first == 1) {
         text = mBody.valueText(index);
         return matrix;
@@ -1026,7 +1166,7 @@ CValue ExpressionEmitter::visitFunctionCall(FunctionCall const& node, CValue con
     value.columns = last.columns;
     value.key = last.key;
     value.addressable = true;
-    std::string& text = mBody.scratch();
+    Text& text = mBody.scratch();
     text = outputs.back();
     if (callee != nullptr || result.sameForm(last)) {
         return value;
@@ -1087,7 +1227,7 @@ void BodyEmitter::beginStatement()
 
 void BodyEmitter::rollBack(Mark const& mark)
 {
-    mOut.resize(mark.output);
+    mOut.truncate(mark.output);
     mUses.resize(mark.uses);
     mReads.resize(mark.reads);
     for (std::size_t i = mark.temporaries; i < mTemporaries.size(); ++i) {
@@ -1108,7 +1248,7 @@ void BodyEmitter::commit()
     }
     // The helpers are those the statement's text calls: a text left out (a constant operand
     // computed now) brings none.
-    mSource.helpers() |= cHelpersCalledIn(std::string_view(mOut).substr(mStatementStart));
+    mSource.helpers() |= cHelpersCalledIn(mOut.view().substr(mStatementStart));
     mSource.usesStringFunctions() = mSource.usesStringFunctions() || mStringFunctions;
     mUses.clear();
     mReads.clear();
@@ -1149,7 +1289,8 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         failure = mValues.back().failure;
         return false;
     }
-    std::vector<ExpressionData const*> chain;
+    std::vector<ExpressionData const*>& chain = mChain;
+    chain.clear();
     for (ExpressionData const* node = lhs;;) {
         chain.push_back(node);
         Children const children = NodeAccess::childrenOf(*node);
@@ -1171,18 +1312,25 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         failure = ErrorId::EvalNotEvaluable;
         return false;
     }
-    // A copy: evaluating the indices may add variables, which moves them.
-    VariableInfo const copy = *found;
-    VariableInfo const* target = &copy;
+    // What the store needs, taken now: evaluating the indices may add variables, which moves them.
+    struct Target {
+        CShape shape;
+        VariableInfo::Role role;
+        unsigned item;
+    } const copy{found->shape, found->role, found->item};
+    Target const* target = &copy;
     if (target->role == VariableInfo::Module) {
         noteUse(target->item);
     }
     // The target: a scalar's text, or an array's storage, offset and element count.
-    std::string storage = target->name;
+    Text& storage = mStorage;
+    storage.clear();
     bool scalar = target->shape.kind != CShape::Array;
-    if (target->role == VariableInfo::Output && scalar) {
-        storage = target->shape.kind == CShape::Function ? "(*" + storage + ")" : "*" + storage;
-    }
+    bool const indirect = target->role == VariableInfo::Output && scalar;
+    bool const function = target->shape.kind == CShape::Function;
+    storage += indirect ? (function ? "(*" : "*") : "";
+    storage += found->name;
+    storage += indirect && function ? ")" : "";
     unsigned long offset = 0;
     unsigned long rows = target->shape.rows;
     unsigned long count = target->shape.count();
@@ -1242,7 +1390,7 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
             appendScalar(element, first + i);
             element += scale != 1 ? " * " + std::to_string(scale) : "";
         }
-        mText.resize(mValues[first].start);
+        mText.truncate(mValues[first].start);
         mValues.resize(first);
         if (!scalar) {
             if (fixed != 0 || element.empty()) {
@@ -1260,7 +1408,8 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         failure = ErrorId::EvalDimensionMismatch;
         return false;
     }
-    std::string text;
+    Text& text = mStored;
+    text.clear();
     if (value.kind == CValue::Function) {
         appendFunctionAs(text, value, valueText(valueIndex), target->shape.key);
     } else if (count == 1) {
@@ -1269,19 +1418,24 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         }
         appendConverted(text, valueIndex, target->shape.type);
     } else {
-        std::string to = storage;
+        std::string to(storage.view());
         if (offset != 0) {
             to += " + " + std::to_string(offset);
         }
         std::string from;
         appendPointer(from, value, valueText(valueIndex));
-        copyElements(to, target->shape.type, from, value.type, count, valueText(valueIndex) == storage);
+        copyElements(to, target->shape.type, from, value.type, count, valueText(valueIndex) == storage.view());
         return true;
     }
-    if (text == storage) {
-        line("(void)" + storage + "; /* " + storage + " = " + storage + ": it keeps what it holds */");
+    if (text.view() == storage.view()) {
+        std::string const name(storage.view());
+        line("(void)" + name + "; /* " + name + " = " + name + ": it keeps what it holds */");
     } else {
-        line(storage + " = " + text + ";");
+        mOut += mIndent;
+        mOut += storage;
+        mOut += " = ";
+        mOut += text;
+        mOut += ";\n";
     }
     return true;
 }
@@ -1299,9 +1453,8 @@ void BodyEmitter::trackOutputs(AssignmentStatement const& statement, bool emitte
     }
     ExpressionData const* lhs = statement.getExpressionNode(AssignmentStatement::LHS);
     if (lhs->getExpressionDataType() == ExpressionDataType::VariableRef) {
-        auto const found = mVariableIndex.find(&static_cast<VariableRef const*>(lhs)->getVariable());
-        if (found != mVariableIndex.end()) {
-            VariableInfo& info = mVariables[found->second];
+        if (unsigned const* found = mVariableIndex.find(&static_cast<VariableRef const*>(lhs)->getVariable())) {
+            VariableInfo& info = mVariables[*found];
             info.zeroing = info.zeroing == VariableInfo::Open ? VariableInfo::Written : info.zeroing;
         }
     }
@@ -1424,11 +1577,11 @@ bool BodyEmitter::leaveStatement(Statement const& statement, unsigned& depth)
     return true;
 }
 
-std::string BodyEmitter::definition(std::string const& name)
+void BodyEmitter::definition(std::string const& name, std::string& text)
 {
     mIndent.assign(4, ' ');
     StatementWalker<BodyEmitter>::walkList(*this, mFunction.getStatements(), 0u);
-    std::string text = "void " + name + "(";
+    text += "void " + name + "(";
     for (std::size_t i = 0; i < mParameters.size(); ++i) {
         CParameter const& parameter = mParameters[i];
         text += i == 0 ? "" : ", ";
@@ -1471,9 +1624,8 @@ std::string BodyEmitter::definition(std::string const& name)
             break;
         }
     }
-    text += mOut;
+    text += mOut.view();
     text += "}\n";
-    return text;
 }
 
 } // namespace
@@ -1495,11 +1647,11 @@ std::vector<CParameter> nameParameters(CSource& source, Function const& function
     return parameters;
 }
 
-std::string emitDefinition(CSource& source, Function const& function, std::string const& name,
-                           std::vector<CParameter> const& parameters, CNameTable& names)
+void emitDefinition(CSource& source, Function const& function, std::string const& name,
+                    std::vector<CParameter> const& parameters, CNameTable& names, std::string& out)
 {
     BodyEmitter emitter(source, function, parameters, names);
-    return emitter.definition(name);
+    emitter.definition(name, out);
 }
 
 } // namespace detail

@@ -119,10 +119,10 @@ struct CParameter {
 /// their names first, so an output named like an input gets a suffix.
 std::vector<CParameter> nameParameters(CSource& source, Function const& function, CNameTable& names);
 
-/// The definition of `function` under the C name `name`, with the parameters `parameters`
-/// named in `names`: its locals, the zeroing of its outputs, and its body.
-std::string emitDefinition(CSource& source, Function const& function, std::string const& name,
-                           std::vector<CParameter> const& parameters, CNameTable& names);
+/// Appends to `out` the definition of `function` under the C name `name`, with the parameters
+/// `parameters` named in `names`: its locals, the zeroing of its outputs, and its body.
+void emitDefinition(CSource& source, Function const& function, std::string const& name,
+                    std::vector<CParameter> const& parameters, CNameTable& names, std::string& out);
 
 } // namespace detail
 } // namespace sxir

@@ -11,14 +11,20 @@
 // A step that cannot apply (an empty pool, a limit reached) does nothing. User
 // errors (invalid or duplicate names, misplaced items, assignments that belong to
 // no function) are made on purpose; the library reports them as ReportedError.
+//
+// With SXIR_FUZZ_COMPILE=1 in the environment, each module is also emitted as C,
+// compiled with the system C compiler and its undefined-behaviour sanitizer, and
+// run on the same inputs as the interpreter: every output bit must agree.
 
 #include "ir/sxir.hpp"
+#include "tests/support/CompiledRuns.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -426,6 +432,18 @@ private:
         return text;
     }
 
+    /// The numbers the inputs of runs take, in turn.
+    static std::vector<std::vector<double>> const& patterns()
+    {
+        double const inf = std::numeric_limits<double>::infinity();
+        static std::vector<std::vector<double>> const values = {
+            {0.0},
+            {1.0, -2.0, 0.5, 3.0},
+            {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
+        };
+        return values;
+    }
+
     /// Inputs for `function` from `pattern`, one number per element in turn; false when an input
     /// is a function, which no pattern gives.
     static bool inputsOf(sxir::Function const& function, std::vector<double> const& pattern,
@@ -453,12 +471,6 @@ private:
     /// module in another context (module variables start at zero in each interpreter).
     void checkRuns(sxir::Module const& module)
     {
-        double const inf = std::numeric_limits<double>::infinity();
-        std::vector<double> const patterns[] = {
-            {0.0},
-            {1.0, -2.0, 0.5, 3.0},
-            {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
-        };
         auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
         std::vector<sxir::Function*> const sources = functionsOf(const_cast<sxir::Module&>(module));
         std::vector<sxir::Function*> const copies = functionsOf(*copy);
@@ -467,7 +479,7 @@ private:
             interpreter->setCallDepthLimit(4);
         }
         for (std::size_t k = 0; k < sources.size() && k < copies.size(); ++k) {
-            for (std::vector<double> const& pattern : patterns) {
+            for (std::vector<double> const& pattern : patterns()) {
                 std::vector<sxir::Value> inputs;
                 if (!sources[k]->hasSignature() || !inputsOf(*sources[k], pattern, inputs)) {
                     continue;
@@ -482,12 +494,42 @@ private:
         }
     }
 
+    /// The module as C, compiled and run on the inputs checkRuns gives the interpreter.
+    void checkCompiled(sxir::Module const& module)
+    {
+        static std::string const compiler = [] {
+            char const* const flag = std::getenv("SXIR_FUZZ_COMPILE");
+            return flag != nullptr && *flag == '1' ? sxir_test::findCCompiler() : std::string();
+        }();
+        if (compiler.empty()) {
+            return;
+        }
+        std::vector<sxir_test::CRun> runs;
+        for (sxir::Function* function : functionsOf(const_cast<sxir::Module&>(module))) {
+            for (std::vector<double> const& pattern : patterns()) {
+                sxir_test::CRun run{function, {}};
+                if (function->hasSignature() && inputsOf(*function, pattern, run.inputs)) {
+                    runs.push_back(run);
+                }
+            }
+        }
+        sxir_test::ScratchDirectory directory;
+        sxir_test::CompiledRuns compiled(directory.path());
+        if (compiled.add(module, runs) == 0) {
+            return;
+        }
+        std::string const report =
+            compiled.check(compiler, "-O1 -fsanitize=undefined,float-cast-overflow -fno-sanitize-recover=all", 1);
+        check(report.empty(), "the compiled C computes otherwise than the interpreter", report);
+    }
+
     void checkModule(sxir::Module& module)
     {
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
         checkRuns(module);
+        checkCompiled(module);
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {
             survey(function->getStatements(), 1, nullptr, before);
