@@ -21,6 +21,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <unordered_map>
 
 namespace sxir {
@@ -128,10 +129,10 @@ class Text {
 public:
     SXIR_ALWAYS_INLINE void append(char const* data, std::size_t length)
     {
-        if (length > mStorage.size() - mSize) {
-            mStorage.resize(std::max(2 * mStorage.size() + 64, mSize + length));
+        if (length > mCapacity - mSize) {
+            grow(length);
         }
-        char* const to = &mStorage[0] + mSize;
+        char* const to = mStorage.get() + mSize;
         if (length <= 16) {
             // Small pieces move by two overlapping fixed-size copies instead of a call.
             if (length >= 8) {
@@ -177,13 +178,26 @@ public:
     void clear() { mSize = 0; }
     /// Keeps the first `size` characters.
     void truncate(std::size_t size) { mSize = size; }
-    std::string_view view() const { return std::string_view(mStorage.data(), mSize); }
+    std::string_view view() const { return std::string_view(mStorage.get(), mSize); }
     operator std::string_view() const { return view(); }
     char operator[](std::size_t position) const { return mStorage[position]; }
 
 private:
-    std::string mStorage;
+    void grow(std::size_t length)
+    {
+        // Not a string's resize, which would first fill what is about to be written.
+        std::size_t const capacity = std::max(2 * mCapacity + 64, mSize + length);
+        std::unique_ptr<char[]> storage(new char[capacity]);
+        if (mSize != 0) {
+            std::memcpy(storage.get(), mStorage.get(), mSize);
+        }
+        mStorage = std::move(storage);
+        mCapacity = capacity;
+    }
+
+    std::unique_ptr<char[]> mStorage;
     std::size_t mSize = 0;
+    std::size_t mCapacity = 0;
 };
 
 /// C text with placeholders, cut once around them: text = pieces[0] $0 pieces[1] $1 pieces[2].
@@ -218,6 +232,19 @@ Cut const& operationCut(OpId::Type op, DataType type)
         return table;
     }();
     return cuts[op * sxu::DataTypeId::Count + type];
+}
+
+/// The texts of the operations on reals, cut, by operation.
+Cut const* realCuts()
+{
+    static std::vector<Cut> const cuts = [] {
+        std::vector<Cut> table;
+        for (unsigned long i = 0; i < OpId::Count; ++i) {
+            table.push_back(operationCut(static_cast<OpId::Type>(i), sxu::DataTypeId::Real));
+        }
+        return table;
+    }();
+    return cuts.data();
 }
 
 /// The conversion from `from` to `to`, cut.
@@ -350,6 +377,7 @@ public:
     // What the expression pass asks.
     CSource& source() { return mSource; }
     CNameTable const& names() const { return mNames; }
+    Text& body() { return mOut; }
     Function const& function() const { return mFunction; }
     bool holdsCall() const { return mHoldsCall; }
     void restart() { mRestart = true; }
@@ -438,6 +466,8 @@ private:
     void notEmitted(std::string const& what, char const* id);
     /// Evaluates the statement's expressions and writes it; false when a run cannot complete it.
     bool writeAssignment(AssignmentStatement const& statement, char const*& failure);
+    /// The statement written the direct way, when it is real arithmetic stored in a real scalar.
+    bool writeDirectly(AssignmentStatement const& statement);
     bool writeCondition(IfStatement const& statement, char const*& failure);
     void trackOutputs(AssignmentStatement const& statement, bool emitted);
 
@@ -468,6 +498,7 @@ private:
     bool mStringFunctions = false;
     unsigned long mCounter = 1;
     bool mTopLevelOpen = true;
+    unsigned long mOpenOutputs = 0; ///< outputs whose zeroing is still undecided
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -707,6 +738,7 @@ BodyEmitter::BodyEmitter(CSource& source, Function const& function, std::vector<
                 info.shape = parameter.shape;
                 info.name = parameter.name;
                 info.role = parameter.output ? VariableInfo::Output : VariableInfo::Input;
+                mOpenOutputs += parameter.output ? 1 : 0;
             }
             mVariableIndex.insert(variable, nullptr, static_cast<unsigned>(mVariables.size()));
             mVariables.push_back(std::move(info));
@@ -735,7 +767,90 @@ VariableInfo* BodyEmitter::variable(Variable const& variable, unsigned& index)
 }
 
 // ---------------------------------------------------------------------------------------------
+// Real arithmetic on scalars: written as it is walked.
+
+/// The bulk of generated numerical code is real arithmetic on scalar variables and constants:
+/// such a right side needs no temporary, conversion or check, and is written in one walk, in
+/// the order of its text, straight into the body. Anything else ends the walk, and the
+/// statement takes the general way, which writes the same text.
+class DirectWriter {
+public:
+    explicit DirectWriter(BodyEmitter& body) : mBody(body), mCuts(realCuts()) {}
+
+    unsigned long enter(ExpressionData const* node, Children const& children);
+    void next(ExpressionData const& node, Children const& children, unsigned long done)
+    {
+        mBody.body() += mCuts[static_cast<Operator const&>(node).getOp()].pieces[done];
+        static_cast<void>(children);
+    }
+    bool leave(ExpressionData const&, Children const&)
+    {
+        --mDepth;
+        return true;
+    }
+
+private:
+    BodyEmitter& mBody;
+    Cut const* mCuts;
+    unsigned mDepth = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
 // Expressions.
+
+unsigned long DirectWriter::enter(ExpressionData const* node, Children const& children)
+{
+    if (node == nullptr) {
+        return sStopWalk;
+    }
+    Text& out = mBody.body();
+    switch (children.kind) {
+    case ExpressionDataType::VariableRef: {
+        unsigned index = 0;
+        VariableInfo const* info = mBody.variable(static_cast<VariableRef const&>(*node).getVariable(), index);
+        if (info == nullptr || info->shape.kind != CShape::Scalar || info->shape.type != sxu::DataTypeId::Real) {
+            return sStopWalk;
+        }
+        if (info->role == VariableInfo::Module) {
+            mBody.noteUse(info->item);
+        } else {
+            mBody.noteRead(index);
+        }
+        if (info->role == VariableInfo::Output) {
+            out += '*';
+        }
+        out += info->name;
+        return 0;
+    }
+    case ExpressionDataType::Constant: {
+        auto const& constant = static_cast<Constant const&>(*node);
+        if (constant.getType() == nullptr || constant.getType()->getType() != sxu::DataTypeId::Real) {
+            return sStopWalk;
+        }
+        NodeAccess::forScalar(constant, [&out](auto const& scalar) {
+            out += cConstant(sxu::DataTypeId::Real, static_cast<double>(std::get<0>(scalar.fields()))).text;
+        });
+        return 0;
+    }
+    case ExpressionDataType::Operator: {
+        // Real operands give real values, but for relations and logical operations; operations on
+        // constants alone are computed now, and shared nodes go to temporaries: the general way.
+        OpId::Type const op = static_cast<Operator const&>(*node).getOp();
+        bool constants = true;
+        for (unsigned long i = 0; i < children.count; ++i) {
+            constants = constants && children[i]->getExpressionDataType() == ExpressionDataType::Constant;
+        }
+        bool const real = op == OpId::UNARY_MINUS || (op >= OpId::ADD && op <= OpId::DIVISION) || op >= OpId::SQRT;
+        if (!real || constants || isSharedInner(*node, children.count) || ++mDepth > sMaxNesting) {
+            return sStopWalk;
+        }
+        out += mCuts[op].pieces[0];
+        return children.count;
+    }
+    default:
+        return sStopWalk;
+    }
+}
 
 unsigned long ExpressionEmitter::enter(ExpressionData const* node, Children const& children)
 {
@@ -1440,21 +1555,54 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
     return true;
 }
 
+bool BodyEmitter::writeDirectly(AssignmentStatement const& statement)
+{
+    ExpressionData const* lhs = statement.getExpressionNode(AssignmentStatement::LHS);
+    ExpressionData const* rhs = statement.getExpressionNode(AssignmentStatement::RHS);
+    if (lhs == nullptr || rhs == nullptr || lhs->getExpressionDataType() != ExpressionDataType::VariableRef ||
+        rhs->getExpressionDataType() == ExpressionDataType::VariableRef || !lhs->isLValue()) {
+        return false;
+    }
+    unsigned index = 0;
+    VariableInfo const* target = variable(static_cast<VariableRef const&>(*lhs).getVariable(), index);
+    if (target == nullptr || target->shape.kind != CShape::Scalar || target->shape.type != sxu::DataTypeId::Real) {
+        return false;
+    }
+    if (target->role == VariableInfo::Module) {
+        noteUse(target->item);
+    }
+    mOut += mIndent;
+    if (target->role == VariableInfo::Output) {
+        mOut += '*';
+    }
+    mOut += target->name;
+    mOut += std::string_view(" = ", 3);
+    std::size_t const start = mOut.size();
+    DirectWriter writer(*this);
+    if (!walkExpression(writer, *rhs) || mOut.size() - start > sMaxText) {
+        return false;
+    }
+    mOut += std::string_view(";\n", 2);
+    return true;
+}
+
 void BodyEmitter::trackOutputs(AssignmentStatement const& statement, bool emitted)
 {
     // Only the statements before the first if or unwritten statement count.
-    mTopLevelOpen = mTopLevelOpen && emitted;
+    mTopLevelOpen = mTopLevelOpen && emitted && mOpenOutputs != 0;
     if (!mTopLevelOpen) {
         return;
     }
     for (unsigned variable : mReads) {
         VariableInfo& info = mVariables[variable];
+        mOpenOutputs -= info.role == VariableInfo::Output && info.zeroing == VariableInfo::Open ? 1 : 0;
         info.zeroing = info.zeroing == VariableInfo::Open ? VariableInfo::Zeroed : info.zeroing;
     }
     ExpressionData const* lhs = statement.getExpressionNode(AssignmentStatement::LHS);
     if (lhs->getExpressionDataType() == ExpressionDataType::VariableRef) {
         if (unsigned const* found = mVariableIndex.find(&static_cast<VariableRef const*>(lhs)->getVariable())) {
             VariableInfo& info = mVariables[*found];
+            mOpenOutputs -= info.role == VariableInfo::Output && info.zeroing == VariableInfo::Open ? 1 : 0;
             info.zeroing = info.zeroing == VariableInfo::Open ? VariableInfo::Written : info.zeroing;
         }
     }
@@ -1466,6 +1614,12 @@ Visit BodyEmitter::visitAssignment(AssignmentStatement const& statement, unsigne
     Mark const start = mark();
     mStatementStart = start.output;
     mHoldsCall = false;
+    if (writeDirectly(statement)) {
+        trackOutputs(statement, true);
+        commit();
+        return Visit::Skip;
+    }
+    rollBack(start);
     for (;;) {
         beginStatement();
         bool const written = writeAssignment(statement, failure);
