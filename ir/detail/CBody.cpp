@@ -1234,83 +1234,59 @@ CValue ExpressionEmitter::visitFunctionCall(FunctionCall const& node, CValue con
         }
         sameForms = sameForms && operand.form().sameForm(input);
     }
-    // The call: its operands as the inputs take them, then a temporary per output.
-    std::string call;
-    std::vector<std::string> outputs;
+    // Through a function value, with operands of other forms than the type's inputs or a value of
+    // another form than its last output: a dispatch converts both as the function it holds takes
+    // and gives them, as a run does.
+    CShape const& given = callee != nullptr ? last : result;
+    std::string call = std::string(mBody.valueText(first));
     std::string arguments;
-    if (callee != nullptr || sameForms) {
-        call = std::string(mBody.valueText(first));
+    std::vector<CShape> outputForms;
+    if (callee != nullptr || (sameForms && result.sameForm(last))) {
         for (unsigned long i = 0; i < count; ++i) {
             arguments += i == 0 ? "" : ", ";
-            mBody.appendArgument(arguments, operands[1 + i], mBody.valueText(first + 1 + i), signature.inputs[i], stem + "_in");
+            mBody.appendArgument(arguments, operands[1 + i], mBody.valueText(first + 1 + i), signature.inputs[i],
+                                 stem + "_in");
         }
+        outputForms = signature.outputs;
     } else {
-        // Operands of other forms than the type's inputs: converted as the function called takes them.
         std::vector<CShape> forms;
         for (unsigned long i = 0; i < count; ++i) {
             forms.push_back(operands[1 + i].form());
         }
-        unsigned const item = source.dispatch(key, forms);
+        unsigned const item = source.dispatch(key, forms, result);
         mBody.noteUse(item);
+        arguments = call;
         call = source.item(item).name;
-        arguments = std::string(mBody.valueText(first));
         for (unsigned long i = 0; i < count; ++i) {
             arguments += ", ";
             mBody.appendArgument(arguments, operands[1 + i], mBody.valueText(first + 1 + i), forms[i], stem + "_in");
         }
+        outputForms.assign(1, result);
+        outputNames.assign(1, outputNames.empty() ? std::string("r") : outputNames.back());
     }
-    for (std::size_t i = 0; i < signature.outputs.size(); ++i) {
-        CShape const& output = signature.outputs[i];
+    // A temporary per output; the value is the last.
+    std::string last_;
+    for (std::size_t i = 0; i < outputForms.size(); ++i) {
+        CShape const& output = outputForms[i];
         arguments += arguments.empty() ? "" : ", ";
         if (output.kind == CShape::None) {
             arguments += '0';
             continue;
         }
-        std::string const name =
-            mBody.temporary(stem + "_" + (i < outputNames.size() ? outputNames[i] : "r" + std::to_string(i)));
-        mBody.line(source.signatures().object(output, name) + ";");
-        arguments += output.kind == CShape::Array ? name : "&" + name;
-        outputs.push_back(name);
+        last_ = mBody.temporary(stem + "_" + (i < outputNames.size() ? outputNames[i] : "r" + std::to_string(i)));
+        mBody.line(source.signatures().object(output, last_) + ";");
+        arguments += output.kind == CShape::Array ? last_ : "&" + last_;
     }
     mBody.line(call + "(" + arguments + ");");
     CValue value;
     value.holdsCall = true;
-    value.kind = last.kind == CShape::Scalar ? CValue::Scalar : last.kind == CShape::Array ? CValue::Array : CValue::Function;
-    value.type = last.type;
-    value.rows = last.rows;
-    value.columns = last.columns;
-    value.key = last.key;
+    value.kind = given.kind == CShape::Scalar ? CValue::Scalar : given.kind == CShape::Array ? CValue::Array : CValue::Function;
+    value.type = given.type;
+    value.rows = given.rows;
+    value.columns = given.columns;
+    value.key = given.key;
     value.addressable = true;
-    Text& text = mBody.scratch();
-    text = outputs.back();
-    if (callee != nullptr || result.sameForm(last)) {
-        return value;
-    }
-    // The value of a call through a function value has the type of the call's own signature.
-    if (result.kind == CShape::Function) {
-        text.clear();
-        mBody.appendFunctionAs(text, value, outputs.back(), result.key);
-        value.key = result.key;
-        value.addressable = false;
-        return value;
-    }
-    std::string const converted = mBody.temporary(stem + "_value");
-    if (result.kind == CShape::Scalar && last.kind == CShape::Scalar) {
-        CFragment const& conversion = cConversion(last.type, result.type);
-        std::string line = source.signatures().object(result, converted) + " = ";
-        cExpand(line, conversion.text, outputs.back());
-        mBody.line(line + ";");
-    } else {
-        mBody.line(source.signatures().object(result, converted) + ";");
-        std::string const from = last.kind == CShape::Scalar ? "&" + outputs.back() : outputs.back();
-        std::string const to = result.kind == CShape::Scalar ? "&" + converted : converted;
-        mBody.copyElements(to, result.type, from, last.type, result.count(), false);
-    }
-    value.kind = result.kind == CShape::Scalar ? CValue::Scalar : CValue::Array;
-    value.type = result.type;
-    value.rows = result.rows;
-    value.columns = result.columns;
-    text = converted;
+    mBody.scratch() = last_;
     return value;
 }
 

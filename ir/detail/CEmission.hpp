@@ -35,7 +35,7 @@ struct CItem {
     unsigned key = 0;                          ///< Function: its key; Adapter, Dispatch: the type's; Cast: to
     unsigned from = 0;                         ///< Cast: the key converted from; Adapter: the function's item
     bool own = false;                          ///< Function: of the emitted module's own scope
-    std::vector<CShape> operands;              ///< Dispatch: the forms of the operands
+    std::vector<CShape> operands;              ///< Dispatch: the forms of the operands, then of the value
 };
 
 /// The state of one source being written.
@@ -63,8 +63,9 @@ public:
     unsigned functionAs(unsigned function, unsigned key);
     /// The item that converts function values of type `from` to type `to`.
     unsigned cast(unsigned from, unsigned to);
-    /// The item that calls a function value of type `key` with operands of forms `operands`.
-    unsigned dispatch(unsigned key, std::vector<CShape> const& operands);
+    /// The item that calls a function value of type `key` with operands of forms `operands` and
+    /// gives its value in form `result`.
+    unsigned dispatch(unsigned key, std::vector<CShape> const& operands, CShape const& result);
 
     CItem& item(unsigned index) { return mItems[index]; }
     /// The declarator of an adapter, cast or dispatch item: its prototype without the ';'.

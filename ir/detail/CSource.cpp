@@ -127,10 +127,12 @@ unsigned CSource::cast(unsigned from, unsigned to)
     return index;
 }
 
-unsigned CSource::dispatch(unsigned key, std::vector<CShape> const& operands)
+unsigned CSource::dispatch(unsigned key, std::vector<CShape> const& operands, CShape const& result)
 {
+    std::vector<CShape> forms = operands;
+    forms.push_back(result);
     std::string form = "d" + std::to_string(key) + ":";
-    for (CShape const& operand : operands) {
+    for (CShape const& operand : forms) {
         form += std::to_string(operand.kind) + "." + std::to_string(operand.type) + "." +
                 std::to_string(operand.count()) + "." + std::to_string(operand.key) + ",";
     }
@@ -141,7 +143,7 @@ unsigned CSource::dispatch(unsigned key, std::vector<CShape> const& operands)
     CItem item;
     item.kind = CItem::Dispatch;
     item.key = key;
-    item.operands = operands;
+    item.operands = forms;
     item.name = "sxir_call_" + std::to_string(++mDispatches);
     unsigned const index = add(std::move(item));
     mByForm.emplace(form, index);
@@ -334,13 +336,18 @@ std::string CSource::head(CItem const& item) const
                signature.typedefName + " sxir_p)";
     }
     std::string text = "static void " + item.name + "(";
-    std::vector<CShape> const& inputs = item.kind == CItem::Dispatch ? item.operands : signature.inputs;
-    if (item.kind == CItem::Dispatch) {
+    bool const dispatch = item.kind == CItem::Dispatch;
+    std::size_t const inputs = dispatch ? item.operands.size() - 1 : signature.inputs.size();
+    if (dispatch) {
         text += signature.typedefName + " sxir_p";
     }
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
+    for (std::size_t i = 0; i < inputs; ++i) {
         text += text.back() == '(' ? "" : ", ";
-        text += mSignatures.parameter(inputs[i], false, numbered("sxir_a", i), false);
+        text += mSignatures.parameter(dispatch ? item.operands[i] : signature.inputs[i], false, numbered("sxir_a", i),
+                                      false);
+    }
+    if (dispatch) {
+        return text + ", " + mSignatures.parameter(item.operands.back(), true, "sxir_r", false) + ")";
     }
     for (std::size_t i = 0; i < signature.outputs.size(); ++i) {
         text += text.back() == '(' ? "" : ", ";
@@ -416,27 +423,25 @@ std::string CSource::defineCast(CItem const& item)
 std::string CSource::defineDispatch(CItem const& item)
 {
     CSignature const signature = mSignatures.signature(item.key);
+    std::vector<CShape> const forms(item.operands.begin(), item.operands.end() - 1);
+    CShape const& result = item.operands.back();
     std::string text = comment("a call through a function of type " + signature.typedefName +
-                               " with operands of other forms: each converted as the function called takes it") +
-                       head(item) + "\n{\n" + unusedParameters(item.operands, "sxir_a") +
-                       unusedParameters(signature.outputs, "sxir_r");
+                               " with operands, or a value, of other forms: converted as the function called "
+                               "takes and gives them") +
+                       head(item) + "\n{\n" + unusedParameters(forms, "sxir_a");
     std::vector<std::string> operands;
-    for (std::size_t i = 0; i < item.operands.size(); ++i) {
+    for (std::size_t i = 0; i < forms.size(); ++i) {
         operands.push_back(numbered("sxir_a", i));
     }
-    std::size_t const outputs = signature.outputs.size();
-    std::string const result = numbered("sxir_r", outputs - 1);
     for (std::size_t i = 0; i < mItems.size(); ++i) {
         CItem const candidate = mItems[i];
         if (candidate.kind != CItem::Adapter || candidate.key != item.key || !candidate.used) {
             continue;
         }
         std::string body;
-        if (!callConverted(candidate.from, item.operands, operands, signature.outputs.back(), result, body)) {
-            body = "    /* the function it runs does not take these operands: the call stops the run */\n";
-        }
-        for (std::size_t k = 0; k + 1 < outputs; ++k) {
-            body += zeroed(signature.outputs[k], numbered("sxir_r", k));
+        if (!callConverted(candidate.from, forms, operands, result, "sxir_r", body)) {
+            body = "    /* the function it runs does not take these operands: the call stops the run */\n" +
+                   zeroed(result, "sxir_r");
         }
         text += "    if (sxir_p == " + candidate.name + ") {\n";
         for (std::size_t at = 0; at < body.size();) {
@@ -446,17 +451,37 @@ std::string CSource::defineDispatch(CItem const& item)
         }
         text += "        return;\n    }\n";
     }
+    // Any other function it holds has the type's own form.
     std::string arguments;
     std::string body;
-    for (std::size_t i = 0; i < item.operands.size(); ++i) {
+    for (std::size_t i = 0; i < forms.size(); ++i) {
         arguments += i == 0 ? "" : ", ";
-        arguments += convertArgument(item.operands[i], operands[i], signature.inputs[i], numbered("sxir_t", i), body);
+        arguments += convertArgument(forms[i], operands[i], signature.inputs[i], numbered("sxir_t", i), body);
     }
-    for (std::size_t i = 0; i < outputs; ++i) {
+    for (std::size_t i = 0; i < signature.outputs.size(); ++i) {
+        CShape const& output = signature.outputs[i];
+        std::string const name = numbered("sxir_o", i);
         arguments += arguments.empty() ? "" : ", ";
-        arguments += numbered("sxir_r", i);
+        if (output.kind == CShape::None) {
+            arguments += "0";
+            continue;
+        }
+        body += "    " + mSignatures.object(output, name) + ";\n";
+        arguments += output.kind == CShape::Array ? name : "&" + name;
     }
-    return text + body + "    sxir_p(" + arguments + ");\n}\n";
+    body += "    sxir_p(" + arguments + ");\n";
+    CShape const& last = signature.outputs.back();
+    std::string const value = numbered("sxir_o", signature.outputs.size() - 1);
+    if (result.kind == CShape::Array) {
+        CFragment const& conversion = cConversion(last.type, result.type);
+        mHelpers |= conversion.helpers;
+        std::string element;
+        cExpand(element, conversion.text, last.kind == CShape::Array ? value + "[sxir_k]" : value);
+        body += loop(result.count(), "sxir_r[sxir_k] = " + element);
+    } else {
+        body += "    *sxir_r = " + convertArgument(last, value, result, "sxir_value", body) + ";\n";
+    }
+    return text + body + "}\n";
 }
 
 } // namespace detail

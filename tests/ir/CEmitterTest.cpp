@@ -231,9 +231,10 @@ TEST_F(CEmitterText, FunctionValuesArePointersAndAFunctionOfAnotherFormRunsThrou
              "    real_T h_b;\n    sxir_call_1(h, x, &h_b);\n    *z = h_b;\n",
              "static void sxir_adapter_1(int32_T sxir_a0, real_T *sxir_r0)\n{\n    real_T sxir_o0;\n"
              "    twice(((real_T)sxir_a0), &sxir_o0);\n    *sxir_r0 = sxir_o0;\n}\n",
-             "static void sxir_call_1(sxir_fn_3 sxir_p, real_T sxir_a0, real_T *sxir_r0)\n{\n"
+             "static void sxir_call_1(sxir_fn_3 sxir_p, real_T sxir_a0, real_T *sxir_r)\n{\n"
              "    if (sxir_p == sxir_adapter_1) {\n        real_T sxir_o0;\n        twice(sxir_a0, &sxir_o0);\n"
-             "        *sxir_r0 = sxir_o0;\n        return;\n    }\n    sxir_p(sxir_real_to_i32(sxir_a0), sxir_r0);\n}\n",
+             "        *sxir_r = sxir_o0;\n        return;\n    }\n    real_T sxir_o0;\n"
+             "    sxir_p(sxir_real_to_i32(sxir_a0), &sxir_o0);\n    *sxir_r = sxir_o0;\n}\n",
          }) {
         EXPECT_NE(source.find(expected), std::string::npos) << expected << "\n--- in:\n" << source;
     }
@@ -928,6 +929,68 @@ TEST_F(CompiledC, EveryCatalogSampleComputesWhatTheInterpreterComputes)
         EXPECT_GT(compiled.add(module, runs), 0u);
         checkEveryWay(compiled);
     }
+}
+
+TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatTheInterpreterComputes)
+{
+    // What the generator does not write: stores into an element of an element and a range of a range,
+    // a call of a call's value, a call through a variable whose type changed after the call was
+    // written, and a function value copied between signatures of other forms.
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    auto& real = context->getBuiltinType(T::Real);
+    auto& int32 = context->getBuiltinType(T::Int32);
+    sxir::MatrixType const column4(*context, T::Real, sxu::Dimension(4, 1));
+    sxir::Module& module = *context->getGlobalScope().addScopeItem<sxir::Module>("corners");
+    auto const function = [&](char const* name, std::vector<std::pair<char const*, sxir::Type const*>> const& inputs,
+                              std::vector<std::pair<char const*, sxir::Type const*>> const& outputs) -> sxir::Function& {
+        sxir::FunctionSignature signature(*context);
+        for (auto const& [input, type] : inputs) {
+            signature.addInput(input).setType(*type);
+        }
+        for (auto const& [output, type] : outputs) {
+            signature.addOutput(output).setType(*type);
+        }
+        auto* f = module.getModuleScope().addScopeItem<sxir::Function>(name);
+        f->setSignature(signature);
+        return *f;
+    };
+    sxir::Function& half = function("half", {{"a", &real}}, {{"b", &real}});
+    *half.expression("b") = half.expression("a") / 2.0;
+    sxir::Function& truncate = function("truncate", {{"a", &int32}}, {{"b", &int32}});
+    *truncate.expression("b") = truncate.expression("a") / 3;
+    // pick(k): half when k > 0, else truncate seen through half's signature (an adapter).
+    sxir::Function& pick = function("pick", {{"k", &real}}, {{"f", &half.getSignature()}});
+    pick.If(pick.expression("k") > 0.0);
+    *pick.expression("f") = pick.expression("half");
+    pick.Else();
+    *pick.expression("f") = pick.expression("truncate");
+    pick.End();
+    sxir::Function& f = function("f", {{"x", &real}, {"k", &real}}, {{"y", &column4}, {"z", &real}, {"w", &int32}});
+    sxir::Scope& locals = f.getFunctionScope(sxir::FunctionScopeType::Local);
+    locals.addScopeItem<sxir::Variable>("h")->setType(half.getSignature());
+    locals.addScopeItem<sxir::Variable>("g")->setType(truncate.getSignature());
+    Expression const x = f.expression("x"), k = f.expression("k"), y = f.expression("y");
+    Expression const h = f.expression("h"), g = f.expression("g");
+    *y(sxir::Colon(1, 4))(sxir::Colon(1, 2)) = Expression(f.expression("pick") << k) << x; // a call of a call's value
+    *y(1)(0, 0) = x * 3.0;                                                        // an element of an element
+    *h = f.expression("pick") << k;
+    *g = h; // half (or truncate's adapter) through truncate's signature: a conversion between forms
+    *f.expression("w") = g << x;
+    Expression const through = h << x;
+    *f.expression("z") = through;
+    // The variable's type changes after the call through it was written: the call keeps its signature.
+    static_cast<sxir::Variable*>(locals.lookupGenericScopeItem("h"))->setType(truncate.getSignature());
+    std::vector<CRun> runs;
+    for (double const xs : {7.5, -7.5, nan, 3e9}) {
+        for (double const ks : {1.0, -1.0}) {
+            runs.push_back(CRun{&f, {sxir::Value(T::Real, xs), sxir::Value(T::Real, ks)}});
+        }
+    }
+    sxir_test::ScratchDirectory directory;
+    sxir_test::CompiledRuns compiled(directory.path());
+    EXPECT_EQ(compiled.add(module, runs), runs.size());
+    checkEveryWay(compiled);
 }
 
 TEST_F(CompiledC, GeneratedProgramsComputeWhatTheInterpreterComputes)
