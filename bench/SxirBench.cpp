@@ -1,8 +1,8 @@
 // Speed and memory of sxir on the shared workload (see Workload.hpp): building a
 // function body through the client API, printing it, comparing two bodies,
-// cloning the function into another context, destroying it, hoisting the common
-// assignments out of an if, running and emitting it as C, and the bytes a
-// statement takes.
+// cloning the function into another context, destroying it, the bytes a statement
+// takes, running it, hashing its statements, verifying it, emitting it as C, and
+// both hoisting passes on ifs of n pairs of assignments.
 //
 // Everything runs on the calling thread's ordinary stack: the library walks
 // statements and expressions with explicit stacks and must not need more.
@@ -10,6 +10,7 @@
 
 #include "ir/sxir.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,15 +65,6 @@ std::vector<Expression> localsOf(sxir::Function const& function)
 void writeStatements(std::vector<Expression> const& v, long first, long last)
 {
     for (long k = first; k < last; ++k) {
-        bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
-        *v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
-    }
-}
-
-/// Writes statements last-1 down to first.
-void writeStatementsReversed(std::vector<Expression> const& v, long first, long last)
-{
-    for (long k = last; k-- > first;) {
         bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
         *v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
     }
@@ -161,9 +153,24 @@ SXIR_BENCH_MEASURED void measuredPrepare(sxir::Interpreter& interpreter, sxir::F
     interpreter.prepare(function);
 }
 
-SXIR_BENCH_MEASURED void measuredHoist(sxir::Module& module)
+SXIR_BENCH_MEASURED std::uint64_t measuredHash(std::vector<sxir::Function*> const& functions)
 {
-    sxir::CodeHoistor().analyze(module);
+    std::uint64_t combined = 0;
+    for (sxir::Function const* function : functions) {
+        for (sxir::Statement const* statement : function->getStatements().getStatementList()) {
+            combined += sxir::structuralHash(*statement);
+        }
+    }
+    return combined;
+}
+
+SXIR_BENCH_MEASURED std::size_t measuredVerify(std::vector<sxir::Function*> const& functions)
+{
+    std::size_t found = 0;
+    for (sxir::Function const* function : functions) {
+        found += sxir::Verifier().verify(*function).size();
+    }
+    return found;
 }
 
 void runBuild(benchmark::State& state, long size)
@@ -334,18 +341,6 @@ void runMemory(benchmark::State& state, long size)
     }
 }
 
-/// One function whose body is one if statement with statements 0..n-1 in its true
-/// branch and the same statements, in reverse order, in its false branch.
-void writeHoistable(sxir::Function& function, long n)
-{
-    std::vector<Expression> const v = localsOf(function);
-    function.If(v[0] > 0.0);
-    writeStatements(v, 0, n);
-    function.Else();
-    writeStatementsReversed(v, 0, n);
-    function.End();
-}
-
 /// The workload as a function that can run: the input x of 64 reals sets the locals
 /// first, the statements follow, and the output y (64 reals) takes the locals at the end.
 struct RunnableBody {
@@ -421,41 +416,158 @@ void runPrepare(benchmark::State& state, long size)
     bench::setStatementCounters(state, count * size);
 }
 
-void runHoist(benchmark::State& state, long n)
+void runHash(benchmark::State& state, long size)
 {
-    // Several functions per module when n is small, one module in all; the pass
-    // handles them one after the other.
+    Bodies const& bodies = bench::reuse<Bodies>("hash/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(measuredHash(bodies.functions));
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+void runVerify(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("verify/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    for (auto _ : state) {
+        if (measuredVerify(bodies.functions) != 0) {
+            state.SkipWithError("the verifier finds faults in the workload");
+            return;
+        }
+    }
+    bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+/// The hoisting workloads: which pass, and the if it is given.
+struct HoistWorkload {
+    bool safe;     // SafeCodeHoistor, else CodeHoistor
+    bool nested;   // the assignments sit in an if nested in each branch
+    bool reverse;  // the false branch holds them in the reverse order
+    bool distinct; // all differ, else they repeat every 64
+};
+
+/// Statement k of a hoisting workload: v[k%64] = v[(7k)%64] + k, all different, or the
+/// workload's statement k, which repeats every 64.
+void writeHoistStatement(std::vector<Expression> const& v, long k, bool distinct)
+{
+    bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(k));
+    if (distinct) {
+        *v[s.target] = v[s.a] + static_cast<double>(k);
+    } else {
+        *v[s.target] = ((v[s.a] + v[s.b]) * v[s.c]) - v[s.d];
+    }
+}
+
+/// One if (c>0) whose true branch holds statements 0..n-1 and whose false branch the same,
+/// in the same or the reverse order. Nested, each branch holds instead an if (c>1) that holds
+/// them in both of its branches: they come out of it one by one, and in the reverse order the
+/// partner of each is the last to come out of the other branch. No statement writes the local
+/// c, so the conditions let the safe pass move what else it may.
+void writeHoistable(sxir::Function& function, long n, HoistWorkload const& workload)
+{
+    std::vector<Expression> const v = localsOf(function);
+    sxir::Variable& c = *function.getFunctionScope(sxir::FunctionScopeType::Local).addScopeItem<sxir::Variable>("c");
+    c.setType(function.getContext().getBuiltinType(sxu::DataTypeId::Real));
+    auto const branch = [&](bool reverse) {
+        auto const statements = [&] {
+            for (long i = 0; i < n; ++i) {
+                writeHoistStatement(v, reverse ? n - 1 - i : i, workload.distinct);
+            }
+        };
+        if (!workload.nested) {
+            statements();
+            return;
+        }
+        function.If(Expression(c) > 1.0);
+        statements();
+        function.Else();
+        statements();
+        function.End();
+    };
+    function.If(Expression(c) > 0.0);
+    branch(false);
+    function.Else();
+    branch(workload.reverse);
+    function.End();
+}
+
+SXIR_BENCH_MEASURED void measuredHoist(std::vector<sxir::Module*> const& modules, bool safe)
+{
+    for (sxir::Module* module : modules) {
+        if (safe) {
+            sxir::SafeCodeHoistor().analyze(*module);
+        } else {
+            sxir::CodeHoistor().analyze(*module);
+        }
+    }
+}
+
+/// Whether the pass did what it must: the literal one hoists every assignment; so does the
+/// safe one when the branches agree in order (in the reverse order, what stands before a
+/// partner may keep it where it is).
+bool hoistedAsExpected(sxir::Module const& module, long n, HoistWorkload const& workload)
+{
+    auto const& body =
+        static_cast<sxir::Function const*>(module.getModuleScope().getGenericScopeItem(0))->getStatements();
+    long assignments = 0;
+    for (sxir::Statement const* statement : body.getStatementList()) {
+        assignments += statement->getStatementType() == sxir::StatementType::Assignment;
+    }
+    return (workload.safe && workload.reverse) || assignments == n;
+}
+
+void runHoist(benchmark::State& state, long n, HoistWorkload const& workload)
+{
+    // Several modules of one function each when n is small; each is one analyze.
     long const count = bench::bodiesPerIteration(n);
     bool checked = false;
     for (auto _ : state) {
         state.PauseTiming();
         std::unique_ptr<sxir::Context> context = newContext();
-        sxir::Module& module = addModule(*context, "m");
+        std::vector<sxir::Module*> modules;
         for (long i = 0; i < count; ++i) {
-            writeHoistable(addFunction(module, "f" + std::to_string(i)), n);
+            modules.push_back(&addModule(*context, ("m" + std::to_string(i)).c_str()));
+            writeHoistable(addFunction(*modules.back(), "f"), n, workload);
         }
         state.ResumeTiming();
-        measuredHoist(module);
+        measuredHoist(modules, workload.safe);
         state.PauseTiming();
-        if (!checked) {
-            // Every assignment moves out, and the emptied if goes.
-            auto const* first = static_cast<sxir::Function*>(module.getModuleScope().getGenericScopeItem(0));
-            auto const& body = first->getStatements().getStatementList();
-            if (static_cast<long>(body.size()) != n ||
-                body.front()->getStatementType() != sxir::StatementType::Assignment) {
-                state.SkipWithError("hoisting left something behind");
-                return;
-            }
-            checked = true;
+        if (!checked && !hoistedAsExpected(*modules.front(), n, workload)) {
+            state.SkipWithError("hoisting left something behind");
+            return;
         }
+        checked = true;
         context.reset();
         state.ResumeTiming();
     }
-    // Time per function, and per hoisted pair of assignments.
-    state.counters["ms_per_function"] =
+    state.counters["ms_per_analyze"] =
         benchmark::Counter(static_cast<double>(count) * static_cast<double>(state.iterations()) / 1e3,
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     bench::setStatementCounters(state, count * n);
+}
+
+/// sxir/hoist/<pass>/<shape>/<order>/<kinds>/<n> for every combination.
+void registerHoisting()
+{
+    for (bool safe : {false, true}) {
+        for (bool nested : {false, true}) {
+            for (bool reverse : {false, true}) {
+                for (bool distinct : {true, false}) {
+                    HoistWorkload const workload{safe, nested, reverse, distinct};
+                    std::string const name = std::string("hoist/") + (safe ? "safe" : "literal") + "/" +
+                                             (nested ? "nested" : "flat") + "/" + (reverse ? "reverse" : "same") + "/" +
+                                             (distinct ? "distinct" : "repeating");
+                    bench::registerWorkload(
+                        "sxir", name.c_str(), bench::kHoistSizes,
+                        sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0],
+                        [workload](benchmark::State& state, long n) { runHoist(state, n, workload); });
+                }
+            }
+        }
+    }
 }
 
 } // namespace
@@ -465,8 +577,9 @@ int main(int argc, char** argv)
     bench::registerWorkloads("sxir", {runBuild, runPrint, runEquivalence, runClone, runDestroy, runMemory});
     bench::registerSizes("sxir", "run", runRun);
     bench::registerSizes("sxir", "prepare", runPrepare);
+    bench::registerSizes("sxir", "hash", runHash);
+    bench::registerSizes("sxir", "verify", runVerify);
     bench::registerSizes("sxir", "emit", runEmit);
-    bench::registerWorkload("sxir", "hoist", bench::kHoistSizes,
-                            sizeof bench::kHoistSizes / sizeof bench::kHoistSizes[0], runHoist);
+    registerHoisting();
     return bench::runBenchmarks(argc, argv);
 }

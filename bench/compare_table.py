@@ -46,7 +46,6 @@ def collect(directory, sizes, hoist_sizes):
     for size in sizes:
         for library in LIBRARIES:
             names += [f"{library}-speed-{size}", f"{library}-memory-{size}"]
-    names += [f"sxir-hoist-{n}" for n in hoist_sizes]
     for name in names:
         for entry in load(directory, name):
             if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
@@ -201,6 +200,61 @@ def print_feature_table(directory, sizes):
     print("n/a: not measured (a benchmark that does not exist yet, or a peer that is not installed).")
 
 
+HOIST_PASSES = ("literal", "safe")
+HOIST_SHAPES = ("flat", "nested")
+HOIST_ORDERS = ("same", "reverse")
+HOIST_KINDS = ("distinct", "repeating")
+# Every hoisting workload at this n should take at most this long, and at most this
+# many times as long as at a tenth of n.
+HOIST_TARGET_N = 100000
+HOIST_TARGET_MS = 1000.0
+HOIST_TARGET_GROWTH = 15.0
+
+
+def collect_hoisting(directory, hoist_sizes):
+    """{(pass, shape, order, kinds, n): entry} from the medians (or the single runs) of the hoisting runs,
+    one result file per workload."""
+    results = {}
+    workloads = [(p, s, o, k) for p in HOIST_PASSES for s in HOIST_SHAPES for o in HOIST_ORDERS for k in HOIST_KINDS]
+    for name in (f"sxir-hoist-{'-'.join(workload)}-{n}" for workload in workloads for n in hoist_sizes):
+        for entry in load(directory, name):
+            if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
+                continue
+            # 'sxir/hoist/literal/flat/same/distinct/1000/iterations:1_median'
+            parts = entry["name"].split("/")
+            key = tuple(parts[2:6]) + (int(parts[6]),)
+            results[key] = {"error": entry.get("error_message", "error")} if entry.get("error_occurred") else entry
+    return results
+
+
+def hoisting_rows(directory, hoist_sizes):
+    results = collect_hoisting(directory, hoist_sizes)
+    rows = []
+    for workload in ((p, s, o, k) for p in HOIST_PASSES for s in HOIST_SHAPES for o in HOIST_ORDERS
+                     for k in HOIST_KINDS):
+        previous = None
+        for n in hoist_sizes:
+            entry = results.get(workload + (n,))
+            ms = None if entry is None else entry.get("error") or entry.get("ms_per_analyze")
+            known = isinstance(ms, (int, float))
+            notes = []
+            if known and previous is not None:
+                before_n, before_ms = previous
+                growth = ms / before_ms
+                exponent = math.log(growth) / math.log(n / before_n)
+                notes.append(f"×{growth:.1f} for ×{n // before_n} n: time ∝ n^{exponent:.2f}")
+                if n == HOIST_TARGET_N and before_n * 10 == n:
+                    verdict = "met" if growth <= HOIST_TARGET_GROWTH else "not met"
+                    notes.append(f"target ≤ {HOIST_TARGET_GROWTH:g}×: {verdict}")
+            if n == HOIST_TARGET_N:
+                verdict = ("met" if ms <= HOIST_TARGET_MS else "not met") if known else "unknown"
+                notes.append(f"target ≤ {HOIST_TARGET_MS:,.0f} ms: {verdict}")
+            previous = (n, ms) if known else None
+            rows.append((f"hoisting {' '.join(workload)} (ms per analyze)", f"{n:,}", number(ms), "", "", "", "",
+                         "; ".join(notes)))
+    return rows
+
+
 def main():
     directory = sys.argv[1]
     sizes = [int(s) for s in sys.argv[2].split()]
@@ -224,19 +278,7 @@ def main():
         rows.append(("memory, malloc in use (B/stmt)", f"{size:,}", number(mine), number(halide), number(llvm),
                      ratio_text(ratios["halide"]), ratio_text(ratios["llvm"]),
                      target_note("memory", size, ratios)))
-    previous = None
-    for n in hoist_sizes:
-        ms = value_of(results, "sxir", "hoist", n, "ms_per_function")
-        note = ""
-        if isinstance(ms, (int, float)) and previous is not None:
-            before_n, before_ms = previous
-            growth = ms / before_ms
-            exponent = math.log(growth) / math.log(n / before_n)
-            note = f"×{growth:.0f} for ×{n // before_n} n: time ∝ n^{exponent:.2f}"
-        if isinstance(ms, (int, float)):
-            previous = (n, ms)
-        rows.append(("hoisting, one if of n + n assignments (ms per analyze)", f"{n:,}", number(ms), "", "", "", "",
-                     note))
+    rows += hoisting_rows(directory, hoist_sizes)
 
     header = ("workload", "S or n", "sxir", "Halide 14", "LLVM 14", "sxir/Halide", "sxir/LLVM", "notes")
     print("| " + " | ".join(header) + " |")
@@ -250,6 +292,9 @@ def main():
           "copy = CloneFunctionInto another module of the same LLVMContext; destroy = module deleted.")
     print("sxir: the operator API; Statement::isEquivalent pair by pair; Function::asString; "
           "copy = copyGenericItemIn into a module of another context; destroy = context deleted.")
+    print("hoisting: CodeHoistor (literal) or SafeCodeHoistor (safe) on one if of n assignments per branch "
+          "(flat), or of one if per branch holding them in both of its branches (nested); the false branch "
+          "in the same or the reverse order; statements all distinct, or repeating every 64.")
 
 
 if __name__ == "__main__":

@@ -43,6 +43,33 @@ struct ErrorId {
     /// An assignment to something that is not assignable storage (an input, a constant, an
     /// operator, a call, a function): arg1 the left side.
     static constexpr char const* EvalNotAssignable = "sxir:eval:NotAssignable";
+
+    // What Verifier::verify finds: the id of a Diagnostic, returned with a path and a message and never
+    // passed to reportError.
+
+    /// An assignment to what is not storage: an input, a constant, an operator, a call, a function.
+    static constexpr char const* VerifyNotAssignable = "sxir:verify:NotAssignable";
+    /// An unset call operand or assignment side.
+    static constexpr char const* VerifyUnsetOperand = "sxir:verify:UnsetOperand";
+    /// A reference to a variable or function that the function cannot reach by name (one of another
+    /// function or of another context, or one another declaration hides), or to a variable without storage.
+    static constexpr char const* VerifyForeignVariable = "sxir:verify:ForeignVariable";
+    /// A value whose shape does not fit where it stands: a matrix or function operand of an operator, an
+    /// assigned value or call operand of another element count or signature, a call of what is not a
+    /// function, a function where a number belongs or the reverse, a non-scalar index or condition.
+    static constexpr char const* VerifyTypeMismatch = "sxir:verify:TypeMismatch";
+    /// A constant index, or a sub-range, outside the matrix's declared dimension.
+    static constexpr char const* VerifyIndexOutOfRange = "sxir:verify:IndexOutOfRange";
+    /// A call with another number of operands than what it calls has inputs.
+    static constexpr char const* VerifyOperandCount = "sxir:verify:OperandCount";
+    /// A call of a function without a signature or without an output, which gives no value.
+    static constexpr char const* VerifyNotCallable = "sxir:verify:NotCallable";
+    /// An if statement that Function::If opened and End never closed.
+    static constexpr char const* VerifyOpenIf = "sxir:verify:OpenIf";
+    /// A variable of a type no value has: a matrix of matrices or of functions.
+    static constexpr char const* VerifyNoValueType = "sxir:verify:NoValueType";
+    /// A client node (or client constant) without a type, or of a type no value has.
+    static constexpr char const* VerifyUntypedNode = "sxir:verify:UntypedNode";
 };
 
 } // namespace sxir

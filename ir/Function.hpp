@@ -40,6 +40,7 @@ public:
     CompoundStatement const& getStatements() const { return *mBody; }
     /// The list statements are appended to now: the body, or an open branch.
     CompoundStatement& getCurrentStatements() { return *mStack.back().statements; }
+    CompoundStatement const& getCurrentStatements() const { return *mStack.back().statements; }
     /// Appends `statement`, which the current list then owns.
     void append(Statement* statement);
     void pushStatements(CompoundStatement& statements, unsigned long popCount);

@@ -1,6 +1,5 @@
 #include "ir/Interpreter.hpp"
 
-#include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
 #include "ir/CustomExpressionData.hpp"
 #include "ir/ErrorId.hpp"
@@ -10,7 +9,6 @@
 #include "ir/detail/Program.hpp"
 #include "util/Format.hpp"
 
-#include <cmath>
 #include <memory>
 #include <string>
 
@@ -61,13 +59,6 @@ sxu::string number(double value)
 {
     char buffer[sxu::sNumberTextCapacity];
     return sxu::string(buffer, sxu::formatGeneral(buffer, value));
-}
-
-sxu::string shapeText(Place const& place)
-{
-    return place.function
-               ? sxu::string("a function")
-               : decimal(place.rows) + "x" + decimal(place.columns) + " " + BuiltinType::getTypeName(place.type);
 }
 
 /// One activation of a function: its program, where its slots start on the stack, where
@@ -245,17 +236,8 @@ bool Machine::offset(Instruction const& instruction)
     ElementSpec const& spec = mProgram->offsets[instruction.aux];
     double const row = at(instruction.a);
     double const column = at(instruction.b);
-    // Whole numbers inside the matrix; NaN fails every comparison.
-    bool const valid = row >= 0 && column >= 0 && row < static_cast<double>(spec.rows) &&
-                       column < static_cast<double>(spec.columns) && row == std::trunc(row) &&
-                       column == std::trunc(column);
-    if (!valid) {
-        sxu::string text = textOf(*spec.node);
-        if (text.size() > 120) {
-            text.resize(117);
-            text += "...";
-        }
-        return report(ErrorId::IndexOutOfRange, text, "(" + number(row) + "," + number(column) + ")",
+    if (!isElementInside(row, column, spec.rows, spec.columns)) {
+        return report(ErrorId::IndexOutOfRange, excerptOf(*spec.node), "(" + number(row) + "," + number(column) + ")",
                       decimal(spec.rows) + "x" + decimal(spec.columns));
     }
     at(instruction.dst) = row + column * static_cast<double>(spec.rows);
@@ -266,10 +248,10 @@ bool Machine::call(CallSpec const& call)
 {
     Function const* callee = call.callee != nullptr ? call.callee : functionOf(at(call.calleeSlot));
     if (callee == nullptr) {
-        return report(ErrorId::EvalUnsetOperand, textOf(*call.node), "a variable that holds no function", "");
+        return report(ErrorId::EvalUnsetOperand, excerptOf(*call.node), "a variable that holds no function", "");
     }
     if (&callee->getContext() != &mState.context || !callee->hasSignature()) {
-        return report(ErrorId::EvalNotEvaluable, textOf(*call.node),
+        return report(ErrorId::EvalNotEvaluable, excerptOf(*call.node),
                       callee->getName() + " is of another context or has no signature", "");
     }
     if (mActivations.size() >= mState.callDepthLimit) {
@@ -280,24 +262,24 @@ bool Machine::call(CallSpec const& call)
     if (call.callee == nullptr) {
         // Through a variable: what it holds must take these operands and give this value.
         if (target.outputs.empty()) {
-            return report(ErrorId::EvalNotEvaluable, textOf(*call.node), callee->getName() + " has no output", "");
+            return report(ErrorId::EvalNotEvaluable, excerptOf(*call.node), callee->getName() + " has no output", "");
         }
         if (target.inputs.size() != call.operands.size()) {
-            return report(ErrorId::EvalInvalidArguments, textOf(*call.node),
+            return report(ErrorId::EvalInvalidArguments, excerptOf(*call.node),
                           decimal(call.operands.size()) + " operands",
                           callee->getName() + " has " + decimal(target.inputs.size()) + " inputs");
         }
         for (std::size_t i = 0; i < call.operands.size(); ++i) {
             Place const& input = target.inputs[i];
             Place const& operand = call.operands[i];
-            if (input.function != operand.function || input.count() != operand.count()) {
-                return report(ErrorId::EvalDimensionMismatch, textOf(*call.node), shapeText(input),
+            if (!fits(input, operand)) {
+                return report(ErrorId::EvalDimensionMismatch, excerptOf(*call.node), shapeText(input),
                               "operand " + decimal(i + 1) + " is " + shapeText(operand));
             }
         }
         Place const& result = target.outputs.back();
-        if (result.function != call.result.function || result.count() != call.result.count()) {
-            return report(ErrorId::EvalDimensionMismatch, textOf(*call.node), shapeText(call.result),
+        if (!fits(call.result, result)) {
+            return report(ErrorId::EvalDimensionMismatch, excerptOf(*call.node), shapeText(call.result),
                           callee->getName() + " gives " + shapeText(result));
         }
     }
@@ -341,7 +323,7 @@ Value valueOf(double const* elements, Place const& place)
 bool Machine::custom(CustomSpec const& custom)
 {
     if (!mState.evaluator) {
-        return report(ErrorId::EvalNotEvaluable, textOf(*custom.node), "a client node, and no evaluator is set", "");
+        return report(ErrorId::EvalNotEvaluable, excerptOf(*custom.node), "a client node, and no evaluator is set", "");
     }
     std::vector<Value> operands;
     for (Place const& operand : custom.operands) {
@@ -351,7 +333,7 @@ bool Machine::custom(CustomSpec const& custom)
     Place const& place = custom.result;
     if (result.isEmpty() || result.isFunction() != place.function ||
         (!place.function && result.getNumElements() != place.count())) {
-        return report(ErrorId::EvalDimensionMismatch, textOf(*custom.node), shapeText(place),
+        return report(ErrorId::EvalDimensionMismatch, excerptOf(*custom.node), shapeText(place),
                       result.isEmpty() ? sxu::string("no value")
                                        : "a value of " + decimal(result.getNumElements()) + " elements");
     }

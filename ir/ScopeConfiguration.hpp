@@ -44,6 +44,8 @@ public:
     bool isValidScopeItemType(ScopeItemType::Type type) const override;
     Function const* resolveFunction() const override { return nullptr; }
     Scope const* getParentScope() const override;
+    /// The module whose scope this is.
+    Module const& getModule() const { return *mModule; }
 
 private:
     Module const* mModule;

@@ -3,6 +3,7 @@
 #include "ir/BuiltinType.hpp"
 #include "ir/Context.hpp"
 #include "ir/VariableRef.hpp"
+#include "ir/detail/NodeAccess.hpp"
 #include "ir/detail/ScopeItemRegistry.hpp"
 
 namespace sxir {
@@ -12,7 +13,10 @@ bool const sRegistered = detail::ScopeItemRegistry::get().registerCreator(
     ScopeItemType::Variable, &detail::ScopeItemRegistry::createItem<Variable>);
 } // namespace
 
-Variable::Variable(Scope const& parent, sxu::string const& name) : ScopeItemShim(parent, name) {}
+Variable::Variable(Scope const& parent, sxu::string const& name) : ScopeItemShim(parent, name)
+{
+    rehash();
+}
 
 Variable::~Variable() = default;
 
@@ -28,7 +32,13 @@ void Variable::setType(Type const& type)
 {
     // Clone before letting go of the old type: `type` may be the old type itself.
     mType.reset(type.clone());
+    rehash();
     getContext().noteChange();
+}
+
+void Variable::rehash()
+{
+    mReferenceHash = detail::NodeAccess::referenceHash(getName(), getType());
 }
 
 void Variable::setMutable(bool isMutable)
@@ -50,6 +60,7 @@ ExpressionData* Variable::createExpressionData() const
 void Variable::copyIn(Variable const& other)
 {
     mType.reset(other.getType().clone(getContext()));
+    rehash();
 }
 
 } // namespace sxir

@@ -3,11 +3,16 @@
 
 #include "ir/ScopeItem.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace sxir {
 
 class Type;
+
+namespace detail {
+struct NodeAccess;
+} // namespace detail
 
 class SXIR_API Variable final : public ScopeItemShim<Variable> {
 public:
@@ -34,8 +39,15 @@ public:
     void copyIn(Variable const& other);
 
 private:
+    friend struct detail::NodeAccess;
+
+    /// Keeps the structural hash of a reference to this variable (of its name and type) up to date.
+    void rehash();
+
     std::unique_ptr<Type> mType;
     bool mMutable = true;
+    /// What a reference to this variable hashes by: every reference reads it, and it changes only with the type.
+    std::uint64_t mReferenceHash = 0;
 };
 
 } // namespace sxir

@@ -40,6 +40,7 @@
 #include "ir/OpId.hpp"
 #include "ir/Operator.hpp"
 #include "ir/RuntimeEnvironment.hpp"
+#include "ir/SafeCodeHoistor.hpp"
 #include "ir/Scope.hpp"
 #include "ir/ScopeConfiguration.hpp"
 #include "ir/ScopeItem.hpp"
@@ -54,3 +55,4 @@
 #include "ir/Value.hpp"
 #include "ir/Variable.hpp"
 #include "ir/VariableRef.hpp"
+#include "ir/Verifier.hpp"

@@ -1,4 +1,4 @@
-// sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned.
+// sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned; runs or verifies them.
 #include "ir/BuiltinType.hpp"
 #include "ir/CEmitter.hpp"
 #include "ir/CodeHoistor.hpp"
@@ -6,10 +6,12 @@
 #include "ir/Function.hpp"
 #include "ir/Interpreter.hpp"
 #include "ir/Module.hpp"
+#include "ir/SafeCodeHoistor.hpp"
 #include "ir/Scope.hpp"
 #include "ir/TestCatalog.hpp"
 #include "ir/ThrowingRuntimeEnvironment.hpp"
 #include "ir/Variable.hpp"
+#include "ir/Verifier.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,8 +26,9 @@
 
 namespace {
 
-char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
+char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clone] [NAME...]\n"
                            "       sxir-catalog --run NAME [VALUE...]\n"
+                           "       sxir-catalog --verify NAME...\n"
                            "       sxir-catalog --emit-c NAME [--out DIR] [--force]\n"
                            "       sxir-catalog --list | --help | --version\n"
                            "\n"
@@ -34,23 +37,30 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist] [--clone] [NAME...]\n"
                            "\n"
                            "  --list     print the sample names, one per line\n"
                            "  --hoist    run the code-hoisting pass on each module before printing it\n"
+                           "  --hoist=safe\n"
+                           "             run the hoisting pass that keeps every run's results instead\n"
                            "  --clone    print a clone of each module made in a second context\n"
                            "  --help     print this help\n"
                            "  --version  print the version\n"
                            "  --run      run the sample's last function on one VALUE per input (a number,\n"
                            "             or a matrix's numbers in storage order separated by commas) and\n"
                            "             print each output; it comes first and takes the rest of the line\n"
+                           "  --verify   print what the verifier finds in each sample, one line each\n"
+                           "             (\"ID: PATH: MESSAGE\"; nothing for a sample without faults) and exit\n"
+                           "             with status 1 when it finds anything; it comes first too\n"
                            "  --emit-c   print the sample's module as C, its header then its source; with\n"
                            "             --out DIR, write them to DIR/<module>.h and DIR/<module>.c instead,\n"
-                           "             replacing existing files only with --force; it comes first\n"
+                           "             replacing existing files only with --force; it comes first too\n"
                            "\n"
                            "--list, --help and --version each stand alone.\n";
+
+enum class Hoisting { None, Equivalent, Safe };
 
 struct CommandLine {
     bool list = false;
     bool help = false;
     bool version = false;
-    bool hoist = false;
+    Hoisting hoist = Hoisting::None;
     bool clone = false;
     std::vector<std::string> names;
 };
@@ -78,12 +88,18 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
                 return false;
             }
             command.*(alone->second) = true;
-        } else if (argument == "--hoist") {
-            command.hoist = true;
+        } else if (argument == "--hoist" || argument == "--hoist=safe") {
+            Hoisting const hoist = argument == "--hoist" ? Hoisting::Equivalent : Hoisting::Safe;
+            if (command.hoist != Hoisting::None && command.hoist != hoist) {
+                std::cerr << "sxir-catalog: '--hoist' and '--hoist=safe' exclude each other\n"
+                          << "Try 'sxir-catalog --help'.\n";
+                return false;
+            }
+            command.hoist = hoist;
         } else if (argument == "--clone") {
             command.clone = true;
-        } else if (argument == "--run" || argument == "--emit-c") {
-            std::cerr << "sxir-catalog: '" << argument << "' comes first\n"
+        } else if (argument == "--run" || argument == "--verify" || argument == "--emit-c") {
+            std::cerr << "sxir-catalog: '" << argument << "' comes first and takes the rest of the line\n"
                       << "Try 'sxir-catalog --help'.\n";
             return false;
         } else if (!argument.empty() && argument[0] == '-') {
@@ -109,8 +125,10 @@ bool renderSample(std::string const& name, CommandLine const& command, std::stri
     sxir::ThrowingRuntimeEnvironment env;
     std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
     sxir::Module* module = sxir::TestCatalog::get()->createModule(name, *context);
-    if (command.hoist) {
+    if (command.hoist == Hoisting::Equivalent) {
         sxir::CodeHoistor().analyze(*module);
+    } else if (command.hoist == Hoisting::Safe) {
+        sxir::SafeCodeHoistor().analyze(*module);
     }
     text = module->asString();
     if (!command.clone) {
@@ -296,6 +314,32 @@ ExitStatus emitSample(int argc, char** argv, std::vector<sxu::string> const& val
     return Success;
 }
 
+/// `--verify NAME...`: what the verifier finds in each sample, one line each.
+ExitStatus verifySamples(int argc, char** argv, std::vector<sxu::string> const& valid)
+{
+    for (int i = 2; i < argc; ++i) {
+        if (std::find(valid.begin(), valid.end(), argv[i]) == valid.end()) {
+            std::cerr << "sxir-catalog: unknown sample '" << argv[i] << "'; try 'sxir-catalog --list'\n";
+            return BadCommandLine;
+        }
+    }
+    if (argc < 3) {
+        std::cerr << "sxir-catalog: --verify needs the names of samples; try 'sxir-catalog --list'\n";
+        return BadCommandLine;
+    }
+    bool clean = true;
+    for (int i = 2; i < argc; ++i) {
+        sxir::ThrowingRuntimeEnvironment env;
+        std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+        for (sxir::Diagnostic const& found :
+             sxir::Verifier().verify(*sxir::TestCatalog::get()->createModule(argv[i], *context))) {
+            std::cout << found.id << ": " << found.path << ": " << found.message << '\n';
+            clean = false;
+        }
+    }
+    return clean ? Success : Failure;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -304,12 +348,15 @@ int main(int argc, char** argv)
     CommandLine command;
     std::string const first = argc > 1 ? argv[1] : "";
     bool const running = first == "--run";
+    bool const verifying = first == "--verify";
     bool const emitting = first == "--emit-c";
-    if (!running && !emitting && !parse(argc, argv, valid, command)) {
+    if (!running && !verifying && !emitting && !parse(argc, argv, valid, command)) {
         return BadCommandLine;
     }
-    ExitStatus const status =
-        running ? runSample(argc, argv, valid) : emitting ? emitSample(argc, argv, valid) : run(command, valid);
+    ExitStatus const status = running     ? runSample(argc, argv, valid)
+                              : verifying ? verifySamples(argc, argv, valid)
+                              : emitting  ? emitSample(argc, argv, valid)
+                                          : run(command, valid);
     // Output that never arrived (a full disk, a closed pipe) is a failure, whatever was printed.
     errno = 0;
     if (!std::cout.flush()) {

@@ -108,25 +108,16 @@ public:
     }
     ExpressionData* visitVariableRef(VariableRef const& node, ExpressionData* const*)
     {
-        Variable const& variable = node.getVariable();
-        ScopeItem const* item = mSession.resolve(variable);
-        auto const* found = item != nullptr && item->getScopeItemType() == ScopeItemType::Variable
-                                ? static_cast<Variable const*>(item)
-                                : nullptr;
+        Variable const* found = rebound(node.getVariable());
         SXU_CHECK(found != nullptr, "the target function declares no variable of the cloned reference's name");
         // Without the declaration the clone keeps referring to the source's variable.
-        return new VariableRef(found != nullptr ? *found : variable);
+        return new VariableRef(found != nullptr ? *found : node.getVariable());
     }
     ExpressionData* visitFunctionRef(FunctionRef const& node, ExpressionData* const*)
     {
-        Function const& function = node.getFunction();
-        ScopeItem const* item = mSession.resolve(function);
-        auto const* found = item != nullptr && item->getScopeItemType() == ScopeItemType::Function
-                                ? static_cast<Function const*>(item)
-                                : nullptr;
+        Function const* found = rebound(node.getFunction());
         SXU_CHECK(found != nullptr, "the target function sees no function of the cloned reference's name");
-        // Without the declaration the clone keeps referring to the source's function.
-        return new FunctionRef(found != nullptr ? *found : function);
+        return new FunctionRef(found != nullptr ? *found : node.getFunction());
     }
     ExpressionData* visitOperator(Operator const& node, ExpressionData* const* clones)
     {
@@ -154,6 +145,15 @@ public:
     }
 
 private:
+    /// The declaration of `source`'s name and kind as seen from the target, or null.
+    template <class Declaration>
+    Declaration const* rebound(Declaration const& source)
+    {
+        ScopeItem const* item = mSession.resolve(source);
+        bool const found = item != nullptr && item->getScopeItemType() == Declaration::sScopeItemType;
+        return found ? static_cast<Declaration const*>(item) : nullptr;
+    }
+
     void keepIfShared(ExpressionData const& source)
     {
         if (source.getReferenceCount() > 1) {

@@ -52,66 +52,6 @@ namespace {
 /// are all known.
 constexpr Slot sTemporary = 0x40000000u;
 
-sxu::string excerpt(ExpressionData const& node)
-{
-    sxu::string text = textOf(node);
-    if (text.size() > 120) {
-        text.resize(117);
-        text += "...";
-    }
-    return text;
-}
-
-sxu::string dimensionText(Place const& place)
-{
-    sxu::string text;
-    sxu::appendDecimal(text, place.rows);
-    text += 'x';
-    sxu::appendDecimal(text, place.columns);
-    return text;
-}
-
-sxu::string shapeText(Place const& place)
-{
-    if (place.function) {
-        return "a function";
-    }
-    sxu::string text;
-    sxu::appendDecimal(text, place.rows);
-    text += 'x';
-    sxu::appendDecimal(text, place.columns);
-    return text + " " + BuiltinType::getTypeName(place.type);
-}
-
-/// The shape of a value of `type`; false for a type no value has (a matrix of matrices).
-bool shapeOf(Type const& type, Place& place)
-{
-    place = Place();
-    switch (type.getTypeId()) {
-    case TypeId::Builtin:
-        place.type = static_cast<BuiltinType const&>(type).getType();
-        return true;
-    case TypeId::FunctionSignature:
-        place.function = true;
-        return true;
-    case TypeId::Matrix:
-        if (type.getBaseType().getTypeId() != TypeId::Builtin) {
-            return false;
-        }
-        place.type = static_cast<BuiltinType const&>(type.getBaseType()).getType();
-        place.rows = type.getDimension().m();
-        place.columns = type.getDimension().n();
-        return true;
-    }
-    return false;
-}
-
-bool isModuleVariable(Variable const& variable)
-{
-    return dynamic_cast<ModuleScopeConfiguration const*>(
-               &variable.getParentScope().getScopeData().getConfiguration()) != nullptr;
-}
-
 /// A compiled expression: its value's place, or that its evaluation fails first; and
 /// what the sharing of its node needs to know.
 struct Compiled {
@@ -208,6 +148,8 @@ public:
     bool holdsCall() const { return mStatementHoldsCall; }
     Compiled* findShared(ExpressionData const& node);
     void keepShared(ExpressionData const& node, Compiled const& value);
+    /// A call is written: what shared nodes read of module storage may change.
+    void forgetModuleReads();
 
     /// A value that exists only once this is reported.
     Compiled fail(char const* id, sxu::string const& arg1, sxu::string const& arg2, sxu::string const& arg3);
@@ -253,6 +195,7 @@ private:
     bool mStatementHoldsCall = false;
     NodeMemo<Compiled> mShared;
     sxu::vector<ExpressionData const*> mSharedKeys; ///< the nodes remembered for the statement
+    sxu::vector<ExpressionData const*> mModuleReaders; ///< those that read module storage since the last call
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -424,6 +367,7 @@ void Compiler::beginStatement(ExpressionData const* first, ExpressionData const*
         mShared.find(node)->failed = true;
     }
     mSharedKeys.clear();
+    mModuleReaders.clear();
     mStatementHoldsCall = false;
     for (ExpressionData const* node : {first, second}) {
         if (node != nullptr && !mStatementHoldsCall) {
@@ -442,10 +386,10 @@ Compiled* Compiler::findShared(ExpressionData const& node)
 
 void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
 {
-    // Computing a shared node once per statement gives what computing it at each use
-    // gives when nothing between the uses can change it: in a statement without calls,
-    // or for a node that holds no call and reads no module variable.
-    if (value.failed || (mStatementHoldsCall && (value.holdsCall || value.readsModule))) {
+    // Computing a shared node once gives what computing it at each use gives when nothing
+    // between the uses can change it: a node without calls, up to the next call of the
+    // statement where it reads module variables.
+    if (value.failed || (mStatementHoldsCall && value.holdsCall)) {
         return;
     }
     if (Compiled* known = mShared.find(&node)) {
@@ -454,6 +398,17 @@ void Compiler::keepShared(ExpressionData const& node, Compiled const& value)
         mShared.insert(&node, nullptr, value);
     }
     mSharedKeys.push_back(&node);
+    if (mStatementHoldsCall && value.readsModule) {
+        mModuleReaders.push_back(&node);
+    }
+}
+
+void Compiler::forgetModuleReads()
+{
+    for (ExpressionData const* node : mModuleReaders) {
+        mShared.find(node)->failed = true;
+    }
+    mModuleReaders.clear();
 }
 
 Compiled Compiler::compileExpression(ExpressionData const& node)
@@ -470,8 +425,8 @@ std::uint32_t Compiler::compileCondition(IfStatement const& statement)
     Compiled const condition = compileExpression(*node);
     Slot slot = 0;
     if (!condition.failed) {
-        if (condition.place.function || condition.place.count() != 1) {
-            fail(ErrorId::EvalDimensionMismatch, "if " + excerpt(*node), "a scalar condition",
+        if (!condition.place.isScalarNumber()) {
+            fail(ErrorId::EvalDimensionMismatch, "if " + excerptOf(*node), "a scalar condition",
                  shapeText(condition.place));
         } else {
             slot = elementSlot(condition);
@@ -498,27 +453,23 @@ Compiled selectElement(Compiler& compiler, ExpressionData const& node, Compiled 
 {
     Place const& matrix = operands[0].place;
     if (matrix.function) {
-        return compiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node), "a matrix to select from", "a function");
+        return compiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node), "a matrix to select from", "a function");
     }
     for (unsigned long i = 1; i < 3; ++i) {
-        if (operands[i].place.function || operands[i].place.count() != 1) {
-            return compiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node), "scalar indices",
+        if (!operands[i].place.isScalarNumber()) {
+            return compiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node), "scalar indices",
                                  shapeText(operands[i].place));
         }
     }
     Compiled element;
     element.place = matrix;
-    element.place.rows = 1;
-    element.place.columns = 1;
+    static_cast<Shape&>(element.place) = elementShape(matrix);
     double const row = operands[1].value;
     double const column = operands[2].value;
     if (operands[1].constant && operands[2].constant && matrix.offset == sNoSlot) {
         // Constant indices are checked now; the element is then a slot of its own.
-        bool const valid = row >= 0 && column >= 0 && row < static_cast<double>(matrix.rows) &&
-                           column < static_cast<double>(matrix.columns) && row == std::trunc(row) &&
-                           column == std::trunc(column);
-        if (!valid) {
-            return compiler.fail(ErrorId::IndexOutOfRange, excerpt(node),
+        if (!isElementInside(row, column, matrix.rows, matrix.columns)) {
+            return compiler.fail(ErrorId::IndexOutOfRange, excerptOf(node),
                                  "(" + indexText(operands[1]) + "," + indexText(operands[2]) + ")",
                                  dimensionText(matrix));
         }
@@ -545,20 +496,19 @@ Compiled selectElement(Compiler& compiler, ExpressionData const& node, Compiled 
 Compiled selectRange(Compiler& compiler, SubMatrix const& node, Compiled const& matrix)
 {
     if (matrix.place.function) {
-        return compiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node), "a matrix to select from", "a function");
+        return compiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node), "a matrix to select from", "a function");
     }
     unsigned long const first = node.getFirst();
     unsigned long const last = node.getLast();
-    if (first > last || last > matrix.place.count()) {
-        return compiler.fail(ErrorId::IndexOutOfRange, excerpt(node),
+    if (!isRangeInside(first, last, matrix.place.count())) {
+        return compiler.fail(ErrorId::IndexOutOfRange, excerptOf(node),
                              "(" + std::to_string(first) + ":" + std::to_string(last) + ")",
                              dimensionText(matrix.place));
     }
     Compiled range;
     range.place = matrix.place;
     range.place.slot += static_cast<Slot>(first);
-    range.place.rows = last - first;
-    range.place.columns = 1;
+    static_cast<Shape&>(range.place) = rangeShape(matrix.place, first, last);
     return range;
 }
 
@@ -581,6 +531,11 @@ void Compiler::compileAssignment(AssignmentStatement const& statement)
         // The left side's indices may hold calls that change module storage.
         stored.place = settled(value);
     }
+    VariableRef const* base = storageOf(*lhs);
+    if (base == nullptr) {
+        fail(ErrorId::EvalNotAssignable, excerptOf(*lhs), "", "");
+        return;
+    }
     // The chain of selections down to the variable, walked back up from it.
     sxu::vector<ExpressionData const*> chain;
     for (ExpressionData const* node = lhs;;) {
@@ -591,14 +546,9 @@ void Compiler::compileAssignment(AssignmentStatement const& statement)
         }
         node = children[0];
     }
-    auto const* base = dynamic_cast<VariableRef const*>(chain.back());
     Place target;
-    if (base == nullptr || !lhs->isLValue()) {
-        fail(ErrorId::EvalNotAssignable, excerpt(*lhs), "", "");
-        return;
-    }
     if (!placeOfVariable(base->getVariable(), target)) {
-        fail(ErrorId::EvalNotEvaluable, excerpt(*lhs), "a variable this function cannot reach", "");
+        fail(ErrorId::EvalNotEvaluable, excerptOf(*lhs), "a variable this function cannot reach", "");
         return;
     }
     for (std::size_t level = chain.size() - 1; level-- > 0;) {
@@ -628,8 +578,8 @@ void Compiler::compileAssignment(AssignmentStatement const& statement)
         }
     }
     Place const& from = stored.place;
-    if (from.function != target.function || from.count() != target.count()) {
-        fail(ErrorId::EvalDimensionMismatch, excerpt(*lhs) + "=" + excerpt(*rhs), shapeText(target), shapeText(from));
+    if (!fits(target, from)) {
+        fail(ErrorId::EvalDimensionMismatch, excerptOf(*lhs) + "=" + excerptOf(*rhs), shapeText(target), shapeText(from));
         return;
     }
     // A result just computed into a temporary is computed into the target instead.
@@ -680,7 +630,7 @@ bool ExpressionCompiler::leave(ExpressionData const& node, Children const& child
     for (std::size_t i = first + 1; children.kind == ExpressionDataType::FunctionCall && i < mValues.size(); ++i) {
         if (mValues[i].unsetFailure >= 0) {
             sxu::string* arguments = mCompiler.program().failures[mValues[i].unsetFailure].arguments;
-            arguments[0] = excerpt(node);
+            arguments[0] = excerptOf(node);
             arguments[1] = "operand " + std::to_string(i - first);
         }
     }
@@ -719,7 +669,7 @@ Compiled ExpressionCompiler::visitVariableRef(VariableRef const& node, Compiled 
 {
     Compiled value;
     if (!mCompiler.placeOfVariable(node.getVariable(), value.place)) {
-        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerpt(node),
+        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerptOf(node),
                               "a variable this function cannot reach, or of a type no value has", "");
     }
     value.readsModule = (value.place.slot & sModuleSpace) != 0;
@@ -739,8 +689,8 @@ Compiled ExpressionCompiler::visitOperator(Operator const& node, Compiled const*
     OpId::Type const op = node.getOp();
     unsigned long const count = node.getNumOperands();
     for (unsigned long i = 0; i < count; ++i) {
-        if (operands[i].place.function || operands[i].place.count() != 1) {
-            return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node), "scalar operands",
+        if (!operands[i].place.isScalarNumber()) {
+            return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node), "scalar operands",
                                   "operand " + std::to_string(i + 1) + " is " + shapeText(operands[i].place));
         }
     }
@@ -787,7 +737,7 @@ Compiled ExpressionCompiler::visitFunctionCall(FunctionCall const& node, Compile
     // operands[0] is the function expression, then the call's operands.
     Place const& called = operands[0].place;
     if (!called.function) {
-        return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node), "a function to call", shapeText(called));
+        return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node), "a function to call", shapeText(called));
     }
     ExpressionData const* functionNode = NodeAccess::childrenOf(node)[0];
     Function const* callee = functionNode->getExpressionDataType() == ExpressionDataType::FunctionRef
@@ -796,37 +746,36 @@ Compiled ExpressionCompiler::visitFunctionCall(FunctionCall const& node, Compile
     // The value of a call has the type of the last output of what it calls.
     Type const* resultType = node.getGenericType();
     if (callee != nullptr) {
-        if (&callee->getContext() != &mCompiler.function().getContext() || !callee->hasSignature()) {
-            return mCompiler.fail(ErrorId::EvalNotEvaluable, excerpt(node),
+        switch (calleeFault(mCompiler.function().getContext(), *callee, node.getNumOperands())) {
+        case CalleeFault::None:
+            break;
+        case CalleeFault::OtherContext:
+        case CalleeFault::NoSignature:
+            return mCompiler.fail(ErrorId::EvalNotEvaluable, excerptOf(node),
                                   "calls a function of another context or without a signature", "");
+        case CalleeFault::OperandCount:
+            return mCompiler.fail(
+                ErrorId::EvalInvalidArguments, excerptOf(node), std::to_string(node.getNumOperands()) + " operands",
+                callee->getName() + " has " +
+                    std::to_string(callee->getFunctionScope(FunctionScopeType::Input).getNumScopeItems()) + " inputs");
+        case CalleeFault::NoOutput:
+            return mCompiler.fail(ErrorId::EvalNotEvaluable, excerptOf(node), callee->getName() + " has no output", "");
         }
-        Scope const& inputs = callee->getFunctionScope(FunctionScopeType::Input);
-        Scope const& outputs = callee->getFunctionScope(FunctionScopeType::Output);
-        if (inputs.getNumScopeItems() != node.getNumOperands()) {
-            return mCompiler.fail(ErrorId::EvalInvalidArguments, excerpt(node),
-                                  std::to_string(node.getNumOperands()) + " operands",
-                                  callee->getName() + " has " + std::to_string(inputs.getNumScopeItems()) + " inputs");
-        }
-        if (outputs.isEmpty()) {
-            return mCompiler.fail(ErrorId::EvalNotEvaluable, excerpt(node), callee->getName() + " has no output", "");
-        }
-        resultType =
-            &static_cast<Variable const*>(outputs.getGenericScopeItem(outputs.getNumScopeItems() - 1))->getType();
+        resultType = &lastOutputTypeOf(*callee);
         for (unsigned long i = 0; i < node.getNumOperands(); ++i) {
             Place input;
             Place const& operand = operands[1 + i].place;
-            auto const* variable = static_cast<Variable const*>(inputs.getGenericScopeItem(i));
-            if (!shapeOf(variable->getType(), input) || input.function != operand.function ||
-                input.count() != operand.count()) {
-                return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerpt(node),
-                                      "input " + variable->getName() + ": " + shapeText(input),
+            Variable const& variable = inputOf(*callee, i);
+            if (!shapeOf(variable.getType(), input) || !fits(input, operand)) {
+                return mCompiler.fail(ErrorId::EvalDimensionMismatch, excerptOf(node),
+                                      "input " + variable.getName() + ": " + shapeText(input),
                                       "operand " + std::to_string(i + 1) + " is " + shapeText(operand));
             }
         }
     }
     Place result;
     if (resultType == nullptr || !shapeOf(*resultType, result)) {
-        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerpt(node), "calls something with no output value", "");
+        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerptOf(node), "calls something with no output value", "");
     }
     CallSpec call{callee, callee != nullptr ? sNoSlot : mCompiler.settled(operands[0]).slot, {}, {}, &node};
     for (unsigned long i = 0; i < node.getNumOperands(); ++i) {
@@ -838,6 +787,7 @@ Compiled ExpressionCompiler::visitFunctionCall(FunctionCall const& node, Compile
     call.result = value.place;
     mCompiler.program().calls.push_back(call);
     mCompiler.emit(Op::Call, static_cast<std::uint32_t>(mCompiler.program().calls.size() - 1), 0, 0, 0);
+    mCompiler.forgetModuleReads();
     return value;
 }
 
@@ -846,7 +796,7 @@ Compiled ExpressionCompiler::visitCustom(CustomExpressionData const& node, Compi
     Place result;
     Type const* type = node.getGenericType();
     if (type == nullptr || !shapeOf(*type, result)) {
-        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerpt(node), "a client node without a value type", "");
+        return mCompiler.fail(ErrorId::EvalNotEvaluable, excerptOf(node), "a client node without a value type", "");
     }
     CustomSpec custom{&node, {}, {}};
     for (unsigned long i = 0; i < node.getNumOperands(); ++i) {

@@ -28,8 +28,8 @@ using BinaryFn = double (*)(double, double);
 inline DataType arithmeticType(DataType a, DataType b)
 {
     // The rank of each type after promotion, and the type of each rank.
-    constexpr unsigned char rank[sxu::DataTypeId::Count] = {0, 2, 0, 1, 0};
-    constexpr DataType byRank[] = {sxu::DataTypeId::Int32, sxu::DataTypeId::UInt32, sxu::DataTypeId::Real};
+    static constexpr unsigned char rank[sxu::DataTypeId::Count] = {0, 2, 0, 1, 0};
+    static constexpr DataType byRank[] = {sxu::DataTypeId::Int32, sxu::DataTypeId::UInt32, sxu::DataTypeId::Real};
     return byRank[std::max(rank[a], rank[b])];
 }
 

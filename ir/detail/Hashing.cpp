@@ -3,8 +3,8 @@
 #include "ir/detail/NodeMemo.hpp"
 #include "ir/detail/Walk.hpp"
 
+#include <memory>
 #include <type_traits>
-#include <vector>
 
 namespace sxir {
 namespace detail {
@@ -17,21 +17,23 @@ constexpr std::uint64_t sUnsetHash = 0x51ed270b27f5d4c1ull;
 /// which wait on a value stack until the node is left.
 class ExpressionHasher : public ExpressionKindVisitor<ExpressionHasher, std::uint64_t> {
 public:
+    explicit ExpressionHasher(ReferenceRule rule) : mRule(rule) {}
+
     unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
-            mValues.push_back(sUnsetHash);
+            mValues.push(sUnsetHash);
             return 0;
         }
         if (isSharedInner(*node, children.count)) {
             if (std::uint64_t const* known = mKnown.find(node)) {
-                mValues.push_back(*known);
+                mValues.push(*known);
                 return 0;
             }
         }
         std::uint64_t const own = visitKind(children.kind, *node);
         unsigned long const walked = children.kind == ExpressionDataType::Custom ? 0 : children.count;
-        mValues.push_back(own);
+        mValues.push(own);
         return walked;
     }
     void next(ExpressionData const&, Children const&, unsigned long) {}
@@ -42,14 +44,21 @@ public:
         for (std::size_t i = first; i < mValues.size(); ++i) {
             value = mixHash(value, mValues[i]);
         }
-        mValues.resize(first);
-        mValues.back() = value;
+        mValues.truncate(first);
+        mValues.top() = value;
         if (isSharedInner(node, children.count)) {
             mKnown.insert(&node, nullptr, value);
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    /// The hash of `root`; the hashes of shared nodes are kept for the next root.
+    std::uint64_t hash(ExpressionData const& root)
+    {
+        walkExpression(*this, root);
+        return mValues.pop();
+    }
+    /// Forgets the shared nodes seen: one that died since may have left its address to another.
+    void forget() { mKnown.clear(); }
 
     // A node's own part: its kind and its fields.
     std::uint64_t visitConstant(Constant const& node)
@@ -71,70 +80,104 @@ public:
 
 private:
     template <class Node>
-    static std::uint64_t own(Node const& node)
+    std::uint64_t own(Node const& node) const
     {
-        return NodeAccess::hashFields(node, Node::sExpressionDataType);
+        return NodeAccess::hashFields(node, Node::sExpressionDataType, mRule);
     }
 
-    std::vector<std::uint64_t> mValues;
+    ReferenceRule mRule;
+    // Held inline up to a depth most expressions never reach: a hash allocates nothing then.
+    SmallStack<std::uint64_t, 64> mValues;
     NodeMemo<std::uint64_t> mKnown;
 };
 
 /// A statement's hash mixes its kind, its expressions' hashes, and the hashes of the
 /// statements of its nested lists, in order; they are gathered on a value stack.
+/// A statement's own part: its kind and its expressions' hashes.
+std::uint64_t ownHash(Statement const& statement, ExpressionHasher& expressions)
+{
+    std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
+    for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
+        ExpressionData const* node = statement.getExpressionNode(i);
+        value = mixHash(value, node != nullptr ? expressions.hash(*node) : sUnsetHash);
+    }
+    return value;
+}
+
 class StatementHasher {
 public:
     struct Data {};
 
+    explicit StatementHasher(ReferenceRule rule) : mExpressions(rule) {}
+
     Visit enterStatement(Statement const& statement, Data&)
     {
-        std::uint64_t value = mixHash(0x2545f4914f6cdd1dull, statement.getStatementType());
-        for (unsigned long i = 0; i < statement.getNumExpressions(); ++i) {
-            ExpressionData const* node = statement.getExpressionNode(i);
-            value = mixHash(value, node != nullptr ? hashOf(*node) : sUnsetHash);
-        }
-        mValues.push_back(value);
+        mValues.push(ownHash(statement, mExpressions));
         return Visit::Enter;
     }
     Visit enterList(Statement const&, unsigned long position, Data&, Data&)
     {
-        mValues.back() = mixHash(mValues.back(), position);
+        mValues.top() = mixHash(mValues.top(), position);
         return Visit::Enter;
     }
     void leaveList(Statement const&, unsigned long, Data&) {}
     bool leaveStatement(Statement const&, Data&)
     {
         if (mValues.size() > 1) {
-            std::uint64_t const value = mValues.back();
-            mValues.pop_back();
-            mValues.back() = mixHash(mValues.back(), value);
+            std::uint64_t const value = mValues.pop();
+            mValues.top() = mixHash(mValues.top(), value);
         }
         return true;
     }
-    std::uint64_t result() const { return mValues.back(); }
+    std::uint64_t result() { return mValues.top(); }
 
 private:
-    std::vector<std::uint64_t> mValues;
+    ExpressionHasher mExpressions;
+    SmallStack<std::uint64_t> mValues;
 };
 
 } // namespace
 
 std::uint64_t hashOf(ExpressionData const& node)
 {
-    ExpressionHasher hasher;
-    walkExpression(hasher, node);
-    return hasher.result();
+    ExpressionHasher hasher(ReferenceRule::ByName);
+    return hasher.hash(node);
 }
 
 std::uint64_t hashOf(Statement const& statement)
 {
-    StatementHasher hasher;
+    return hashOf(statement, ReferenceRule::ByName);
+}
+
+std::uint64_t hashOf(Statement const& statement, ReferenceRule rule)
+{
+    StatementHasher hasher(rule);
     StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
     return hasher.result();
 }
 
+class StatementHashes::Hasher : public ExpressionHasher {
+public:
+    using ExpressionHasher::ExpressionHasher;
+};
+
+StatementHashes::StatementHashes(ReferenceRule rule) : mRule(rule), mHasher(std::make_unique<Hasher>(rule)) {}
+
+StatementHashes::~StatementHashes() = default;
+
+std::uint64_t StatementHashes::of(Statement const& statement)
+{
+    // A statement without nested lists is its own part alone, as hashOf gives it.
+    mHasher->forget();
+    return statement.getNumStatementLists() == 0 ? ownHash(statement, *mHasher) : hashOf(statement, mRule);
+}
+
 std::uint64_t hashOf(Type const& type)
 {
+    if (NodeAccess::numInnerTypes(type) == 0) {
+        // A builtin type, the type of most variables, needs no walk.
+        return NodeAccess::hashTypeFields(type);
+    }
     struct TypeHasher {
         struct Frame {
             Type const* type;

@@ -25,9 +25,14 @@ NodeAccess::Part takeFirst(HandleCache* cache, ExpressionData** slots, unsigned 
     return NodeAccess::Part{false, nullptr};
 }
 
+/// FNV-1a: names are short, and a loop over their bytes costs less than a call of the general string hash.
 std::uint64_t hashName(sxu::string const& name)
 {
-    return std::hash<std::string_view>()(name);
+    std::uint64_t value = 0xcbf29ce484222325ull;
+    for (char const c : name) {
+        value = (value ^ static_cast<unsigned char>(c)) * 0x100000001b3ull;
+    }
+    return value;
 }
 
 Variable const& parameter(FunctionSignature const& signature, unsigned long position)
@@ -99,9 +104,9 @@ void NodeAccess::destroyAuxiliaryData(Base& object) noexcept
     }
 }
 
-std::uint64_t NodeAccess::hashField(Variable const* variable)
+std::uint64_t NodeAccess::referenceHash(sxu::string const& name, Type const& type)
 {
-    return mixHash(hashName(variable->getName()), hashOf(variable->getType()));
+    return mixHash(hashName(name), hashOf(type));
 }
 
 std::uint64_t NodeAccess::hashField(Function const* function)

@@ -29,11 +29,13 @@ struct Children {
     }
 };
 
-/// Combines hash values: order matters, and no input is lost.
+/// Combines hash values: order matters, and no input is lost (each of seed and value, the other fixed,
+/// maps one to one). The seed is multiplied before the value joins it, so that equal or swapped
+/// inputs do not cancel.
 inline std::uint64_t mixHash(std::uint64_t seed, std::uint64_t value)
 {
-    std::uint64_t const mixed = (seed ^ value) * 0x9e3779b97f4a7c15ull;
-    return mixed ^ (mixed >> 29);
+    std::uint64_t const mixed = (seed * 0x9e3779b97f4a7c15ull + value) * 0xbf58476d1ce4e5b9ull;
+    return mixed ^ (mixed >> 31);
 }
 
 /// How references compare: as the node protocol says, by identity; or, across
@@ -109,11 +111,11 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
     {
         return sameTuples(a.fields(), b.fields(), rule, std::make_index_sequence<fieldCount<Node>()>());
     }
-    /// A hash of `node`'s fields; equal fields hash alike, by either rule.
+    /// A hash of `node`'s fields: fields equal by `rule` hash alike (by either rule, for ByName).
     template <class Node>
-    static std::uint64_t hashFields(Node const& node, std::uint64_t seed)
+    static std::uint64_t hashFields(Node const& node, std::uint64_t seed, ReferenceRule rule = ReferenceRule::ByName)
     {
-        return hashTuple(node.fields(), seed, std::make_index_sequence<fieldCount<Node>()>());
+        return hashTuple(node.fields(), seed, rule, std::make_index_sequence<fieldCount<Node>()>());
     }
     /// Whether a class's fields are compared after its sub-expressions.
     template <class Node>
@@ -122,8 +124,21 @@ struct NodeAccess : ExpressionKindVisitor<NodeAccess, Children> {
         return afterChildren<Node>(0);
     }
 
-    static std::uint64_t hashField(Variable const* variable);
+    /// The hash of a reference to a declaration named `name` of type `type`.
+    static std::uint64_t referenceHash(sxu::string const& name, Type const& type);
+    static std::uint64_t hashField(Variable const* variable) { return variable->mReferenceHash; }
     static std::uint64_t hashField(Function const* function);
+    /// By identity, a reference hashes by the address of what it names.
+    template <class Named>
+    static std::uint64_t hashField(Named const* named, ReferenceRule rule)
+    {
+        return rule == ReferenceRule::Identity ? std::hash<Named const*>()(named) : hashField(named);
+    }
+    template <class Value>
+    static std::uint64_t hashField(Value value, ReferenceRule)
+    {
+        return hashField(value);
+    }
     static std::uint64_t hashField(double value)
     {
         // 0.0 and -0.0 are equal and hash alike; NaN equals nothing.
@@ -196,10 +211,12 @@ private:
         return (sameField(std::get<I>(a), std::get<I>(b), rule) && ...);
     }
     template <class Tuple, std::size_t... I>
-    static std::uint64_t hashTuple(Tuple const& fields, std::uint64_t seed, std::index_sequence<I...>)
+    static std::uint64_t hashTuple(Tuple const& fields, std::uint64_t seed, ReferenceRule rule,
+                                   std::index_sequence<I...>)
     {
         static_cast<void>(fields); // unused by a class without fields
-        ((seed = mixHash(seed, hashField(std::get<I>(fields)))), ...);
+        static_cast<void>(rule);
+        ((seed = mixHash(seed, hashField(std::get<I>(fields), rule))), ...);
         return seed;
     }
     template <class T, class F>

@@ -3,6 +3,7 @@
 
 #include "ir/ExpressionData.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -28,7 +29,7 @@ public:
         if (mSize == 0) {
             return nullptr;
         }
-        for (std::size_t slot = indexOf(a, b);; slot = (slot + 1) & (mEntries.size() - 1)) {
+        for (std::size_t slot = indexOf(a, b);; slot = (slot + 1) & mMask) {
             Entry& entry = mEntries[slot];
             if (entry.a == nullptr) {
                 return nullptr;
@@ -36,6 +37,15 @@ public:
             if (entry.a == a && entry.b == b) {
                 return &entry.value;
             }
+        }
+    }
+
+    /// Forgets everything, keeping the table.
+    void clear()
+    {
+        if (mSize != 0) {
+            std::fill(mEntries.begin(), mEntries.end(), Entry{nullptr, nullptr, Value()});
+            mSize = 0;
         }
     }
 
@@ -60,13 +70,13 @@ private:
     {
         auto const key = reinterpret_cast<std::uintptr_t>(a) * 0x9e3779b97f4a7c15ull ^
                          reinterpret_cast<std::uintptr_t>(b) * 0xc2b2ae3d27d4eb4full;
-        return static_cast<std::size_t>(key ^ (key >> 32)) & (mEntries.size() - 1);
+        return static_cast<std::size_t>(key ^ (key >> 32)) & mMask;
     }
     void place(Entry const& entry)
     {
         std::size_t slot = indexOf(entry.a, entry.b);
         while (mEntries[slot].a != nullptr) {
-            slot = (slot + 1) & (mEntries.size() - 1);
+            slot = (slot + 1) & mMask;
         }
         mEntries[slot] = entry;
     }
@@ -74,6 +84,7 @@ private:
     {
         std::vector<Entry> old(mEntries.empty() ? 16 : 2 * mEntries.size(), Entry{nullptr, nullptr, Value()});
         old.swap(mEntries);
+        mMask = mEntries.size() - 1;
         for (Entry const& entry : old) {
             if (entry.a != nullptr) {
                 place(entry);
@@ -82,6 +93,8 @@ private:
     }
 
     std::vector<Entry> mEntries;
+    /// The table's size less one, which a hash is masked with.
+    std::size_t mMask = 0;
     std::size_t mSize = 0;
 };
 

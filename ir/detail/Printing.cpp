@@ -126,6 +126,27 @@ private:
     TextSink& mOut;
 };
 
+/// Prints until the text is longer than `limit`, then ends the walk.
+class BoundedPrinter {
+public:
+    BoundedPrinter(TextSink& out, std::size_t limit) : mOut(out), mPrinter(out), mLimit(limit) {}
+
+    unsigned long enter(ExpressionData const* node, Children const& children)
+    {
+        return mOut.size() > mLimit ? sStopWalk : mPrinter.enter(node, children);
+    }
+    void next(ExpressionData const& node, Children const& children, unsigned long done)
+    {
+        mPrinter.next(node, children, done);
+    }
+    bool leave(ExpressionData const&, Children const&) { return mOut.size() <= mLimit; }
+
+private:
+    TextSink& mOut;
+    ExpressionPrinter mPrinter;
+    std::size_t mLimit;
+};
+
 struct Placement {
     bool inList; // a statement of a list, indented and ended by a newline
 };
@@ -203,6 +224,22 @@ sxu::string textOf(ExpressionData const& node)
     {
         TextSink sink(text);
         printExpression(node, sink);
+    }
+    return text;
+}
+
+sxu::string excerptOf(ExpressionData const& node)
+{
+    constexpr std::size_t limit = 120;
+    sxu::string text;
+    {
+        TextSink sink(text);
+        BoundedPrinter printer(sink, limit);
+        walkExpression(printer, node);
+    }
+    if (text.size() > limit) {
+        text.resize(limit - 3);
+        text += "...";
     }
     return text;
 }

@@ -18,6 +18,9 @@ class TextSink;
 void printExpression(ExpressionData const& node, TextSink& out);
 /// The text of `node`.
 sxu::string textOf(ExpressionData const& node);
+/// The text of `node` when it is at most 120 characters long, else its first 117 and "...": printing
+/// stops there, so a shared graph whose whole text would never end gives its excerpt at once.
+sxu::string excerptOf(ExpressionData const& node);
 /// The text of `statement` standing alone ("x=y", or an if statement ending in "end\n").
 sxu::string textOf(Statement const& statement);
 /// Appends the text of a statement list: each statement as four blanks, its text and a

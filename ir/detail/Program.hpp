@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ir/detail/Elements.hpp"
+#include "ir/detail/Shape.hpp"
 #include "util/Allocate.hpp"
 #include "util/String.hpp"
 #include "util/Vector.hpp"
@@ -55,17 +56,11 @@ struct Instruction {
     Slot b;
 };
 
-/// A value's place and shape: `count` elements of `type` from `slot` (plus, when
+/// A value's place and shape: `count()` elements of `type` from `slot` (plus, when
 /// `offset` is a slot, the offset that slot holds), or one function.
-struct Place {
+struct Place : Shape {
     Slot slot = sNoSlot;
     Slot offset = sNoSlot;
-    unsigned long rows = 1;
-    unsigned long columns = 1;
-    DataType type = sxu::DataTypeId::Boolean;
-    bool function = false;
-
-    unsigned long count() const { return function ? 1 : rows * columns; }
 };
 
 /// `count` elements from src (+ offset) to dst (+ offset), each converted.

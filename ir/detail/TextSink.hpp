@@ -30,6 +30,8 @@ public:
         mSize += length;
     }
     SXIR_ALWAYS_INLINE void append(std::string_view text) { append(text.data(), text.size()); }
+    /// The length of the text so far.
+    std::size_t size() const { return mSize; }
     SXIR_ALWAYS_INLINE void append(char c)
     {
         if (mSize == mCapacity) {

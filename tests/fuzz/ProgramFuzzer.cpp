@@ -2,7 +2,8 @@
 // on a fresh context: modules, typed variables, signatures, functions and their
 // locals, expressions of every kind, assignments, if/else, clones of modules into
 // a second context, hoisting. After the program every top-level module is printed,
-// cloned, hoisted and cloned again; a violated invariant traps.
+// verified, cloned, run, hoisted by the safe pass (which must change no run) and by the
+// literal one, and cloned again; a violated invariant traps.
 //
 // Encoding: the input is a sequence of steps of seven bytes each, an opcode (modulo
 // the number of steps) and six argument bytes a[0] to a[5]; missing bytes read as
@@ -11,6 +12,9 @@
 // A step that cannot apply (an empty pool, a limit reached) does nothing. User
 // errors (invalid or duplicate names, misplaced items, assignments that belong to
 // no function) are made on purpose; the library reports them as ReportedError.
+// Faults that only a check finds (assignments to what is not storage, constant
+// indices outside their matrix) are made on purpose too: the verifier must flag
+// each, and where it finds nothing, no run may fail but for what only a run knows.
 //
 // With SXIR_FUZZ_COMPILE=1 in the environment, each module is also emitted as C,
 // compiled with the system C compiler and its undefined-behaviour sanitizer, and
@@ -31,6 +35,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -147,6 +152,29 @@ std::vector<sxir::Function*> functionsOf(sxir::Module& module)
         }
     }
     return functions;
+}
+
+/// The module of the global scope that holds `function`, however deep.
+sxir::Module const* topModule(sxir::Function const& function)
+{
+    sxir::Module const* top = nullptr;
+    for (sxir::Scope const* scope = &function.getParentScope(); scope != nullptr;) {
+        auto const* module =
+            dynamic_cast<sxir::ModuleScopeConfiguration const*>(&scope->getScopeData().getConfiguration());
+        top = module != nullptr ? &module->getModule() : top;
+        scope = module != nullptr ? module->getParentScope() : nullptr;
+    }
+    return top;
+}
+
+/// The findings of the verifier as text.
+std::string findings(std::vector<sxir::Diagnostic> const& diagnostics)
+{
+    std::string text;
+    for (sxir::Diagnostic const& diagnostic : diagnostics) {
+        text += diagnostic.id + " " + diagnostic.path + ": " + diagnostic.message + "\n";
+    }
+    return text;
 }
 
 /// A function with a signature, the expressions built for it and its open ifs.
@@ -363,12 +391,69 @@ private:
 
     void assignment(Fn& fn, Args const& a)
     {
-        // a[1]: the left side, a[2]: the right side.
+        // a[1]: the left side, a[2]: the right side; a[3] from 0x80 up: a fault instead.
+        if (a[3] >= 0x80) {
+            return fault(fn, a);
+        }
         Expression const* lhs = node(fn, a[1]);
         if (lhs != nullptr && mStatements++ < kMaxStatements) {
             **lhs = *node(fn, a[2]); // reported when neither side belongs to a function
+            // A constant, an operation or a call, or an input, on the left is not storage.
+            using Kind = sxir::ExpressionDataType;
+            Kind::Type const kind = lhs->getData()->getExpressionDataType();
+            bool const storage = kind != Kind::Constant && kind != Kind::Operator && kind != Kind::FunctionCall &&
+                                 (kind != Kind::VariableRef || lhs->isLValue());
+            if (!storage) {
+                planted(fn, sxir::ErrorId::VerifyNotAssignable);
+            }
         }
     }
+
+    void fault(Fn& fn, Args const& a)
+    {
+        // a[3] modulo 3: an assignment to a constant, to an input, or of element (rows, 0) of a variable
+        // of fn; a[1] picks the input, or the variable among the inputs, outputs and locals, of those
+        // its name finds (a copy finds each by name).
+        std::vector<sxir::Variable const*> variables;
+        unsigned long inputs = 0;
+        for (unsigned long kind = 0; kind < sxir::FunctionScopeType::Count; ++kind) {
+            sxir::Scope const& scope = fn.function->getFunctionScope(static_cast<sxir::FunctionScopeType::Type>(kind));
+            for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+                sxir::ScopeItem const* item = scope.getGenericScopeItem(i);
+                if ((*fn.function)(item->getName()) == item) {
+                    variables.push_back(static_cast<sxir::Variable const*>(item));
+                    inputs += kind == sxir::FunctionScopeType::Input ? 1 : 0;
+                }
+            }
+        }
+        unsigned const kind = a[3] % 3;
+        unsigned long const candidates = kind == 0 ? 1 : kind == 1 ? inputs : variables.size();
+        if (mStatements >= kMaxStatements || candidates == 0) {
+            return;
+        }
+        Expression lhs(*mContext, 2.0);
+        Expression rhs(*mContext, 1.0);
+        if (kind != 0) {
+            sxir::Variable const& variable = *variables[a[1] % candidates];
+            sxir::Type const& type = variable.getType();
+            bool const numbers = type.getTypeId() != sxir::TypeId::FunctionSignature &&
+                                 type.getBaseType().getTypeId() == sxir::TypeId::Builtin;
+            if (kind == 2 && !numbers) {
+                return;
+            }
+            lhs = Expression(variable);
+            rhs = kind == 2 ? Expression(variable)(static_cast<int>(type.getDimension().m()), 0) : rhs;
+        }
+        std::unique_ptr<sxir::AssignmentStatement> statement(new sxir::AssignmentStatement(*fn.function));
+        statement->setExpression(sxir::AssignmentStatement::LHS, lhs);
+        statement->setExpression(sxir::AssignmentStatement::RHS, rhs);
+        ++mStatements;
+        fn.function->append(statement.release());
+        planted(fn, kind == 2 ? sxir::ErrorId::VerifyIndexOutOfRange : sxir::ErrorId::VerifyNotAssignable);
+    }
+
+    /// Notes a fault that the verifier must find in the module of `fn`.
+    void planted(Fn const& fn, char const* id) { mPlanted[topModule(*fn.function)].insert(id); }
 
     void openIf(Fn& fn, Args const& a)
     {
@@ -408,6 +493,8 @@ private:
     struct Outcome {
         std::vector<sxir::Value> outputs;
         std::string error;
+        std::string id;
+        std::string part; ///< the error's second argument
         bool operator==(Outcome const& other) const { return outputs == other.outputs && error == other.error; }
     };
 
@@ -419,6 +506,8 @@ private:
             outcome.outputs = interpreter.run(function, inputs);
         } catch (sxir::ReportedError const& error) {
             outcome.error = error.what();
+            outcome.id = error.getId();
+            outcome.part = error.getArgument(2);
         }
         return outcome;
     }
@@ -467,35 +556,114 @@ private:
         return true;
     }
 
-    /// Every function that can run, run on a few inputs: twice alike, and alike in a copy of the
-    /// module in another context (module variables start at zero in each interpreter).
-    void checkRuns(sxir::Module const& module)
+    /// A run of a function of a module the verifier finds nothing in fails only for what only a
+    /// run can know: index values, call depth, a call through a variable that holds no function.
+    static void checkContract(Outcome const& outcome, sxir::Module const& module)
+    {
+        using Id = sxir::ErrorId;
+        bool const runTimeMatter =
+            outcome.id == Id::EvalUnsetOperand && outcome.part == "a variable that holds no function";
+        for (char const* id : {Id::EvalDimensionMismatch, Id::EvalUnsetOperand, Id::EvalNotEvaluable,
+                               Id::EvalNotAssignable, Id::EvalInvalidArguments}) {
+            check(outcome.id != id || runTimeMatter, "a run of a module the verifier finds clean fails",
+                  outcome.error + "\n" + module.asString());
+        }
+    }
+
+    /// A run to make: which function of the module, on which inputs.
+    struct Run {
+        std::size_t function;
+        std::vector<sxir::Value> inputs;
+    };
+
+    /// Every function that can run, on a few inputs each.
+    static std::vector<Run> runsOf(std::vector<sxir::Function*> const& functions)
+    {
+        std::vector<Run> runs;
+        for (std::size_t k = 0; k < functions.size(); ++k) {
+            for (std::vector<double> const& pattern : patterns()) {
+                Run run{k, {}};
+                if (functions[k]->hasSignature() && inputsOf(*functions[k], pattern, run.inputs)) {
+                    runs.push_back(std::move(run));
+                }
+            }
+        }
+        return runs;
+    }
+
+    /// The outcomes of `runs` in turn, in a new interpreter: module variables start at zero.
+    static std::vector<Outcome> outcomesOf(sxir::Context& context, std::vector<sxir::Function*> const& functions,
+                                           std::vector<Run> const& runs)
+    {
+        sxir::Interpreter interpreter(context);
+        interpreter.setCallDepthLimit(4);
+        std::vector<Outcome> outcomes;
+        for (Run const& run : runs) {
+            outcomes.push_back(runOnce(interpreter, *functions[run.function], run.inputs));
+        }
+        return outcomes;
+    }
+
+    /// Runs every function on a few inputs: twice alike, and alike in a copy of the module in
+    /// another context. Where the verifier finds nothing, it finds nothing in the copy either,
+    /// and the runs keep its contract. Gives the runs and what they gave.
+    std::pair<std::vector<Run>, std::vector<Outcome>> checkRuns(sxir::Module const& module, bool clean)
     {
         auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
         std::vector<sxir::Function*> const sources = functionsOf(const_cast<sxir::Module&>(module));
         std::vector<sxir::Function*> const copies = functionsOf(*copy);
-        sxir::Interpreter here(*mContext), there(*mCloneContext), again(*mContext);
-        for (sxir::Interpreter* interpreter : {&here, &there, &again}) {
-            interpreter->setCallDepthLimit(4);
-        }
-        for (std::size_t k = 0; k < sources.size() && k < copies.size(); ++k) {
-            for (std::vector<double> const& pattern : patterns()) {
-                std::vector<sxir::Value> inputs;
-                if (!sources[k]->hasSignature() || !inputsOf(*sources[k], pattern, inputs)) {
-                    continue;
-                }
-                Outcome const first = runOnce(here, *sources[k], inputs);
-                Outcome const second = runOnce(again, *sources[k], inputs);
-                Outcome const copied = runOnce(there, *copies[k], inputs);
-                check(first == second, "two runs differ", describe(first) + "\n" + describe(second));
-                check(first == copied, "a copy computes otherwise",
-                      describe(first) + "\n" + describe(copied) + "\n" + module.asString());
+        std::string const foundInCopy = findings(sxir::Verifier().verify(*copy));
+        check(!clean || foundInCopy.empty(), "the verifier finds faults in a copy of a clean module",
+              foundInCopy + module.asString());
+        check(sources.size() == copies.size(), "a copy has other functions", module.asString());
+        std::vector<Run> const runs = runsOf(sources);
+        std::vector<Outcome> const first = outcomesOf(*mContext, sources, runs);
+        std::vector<Outcome> const second = outcomesOf(*mContext, sources, runs);
+        std::vector<Outcome> const copied = outcomesOf(*mCloneContext, copies, runs);
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            check(first[k] == second[k], "two runs differ", describe(first[k]) + "\n" + describe(second[k]));
+            check(first[k] == copied[k], "a copy computes otherwise",
+                  describe(first[k]) + "\n" + describe(copied[k]) + "\n" + module.asString());
+            if (clean) {
+                checkContract(first[k], module);
+                checkContract(copied[k], module);
             }
+        }
+        return {runs, first};
+    }
+
+    /// The safe pass changes no run: a copy it has hoisted gives what the module gave, run after
+    /// run, and a second pass over the copy moves nothing.
+    void checkSafeHoisting(sxir::Module const& module, std::vector<Run> const& runs,
+                           std::vector<Outcome> const& expected)
+    {
+        auto* copy = static_cast<sxir::Module*>(mCloneContext->getGlobalScope().copyGenericItemIn(module));
+        sxir::SafeCodeHoistor().analyze(*copy);
+        sxu::string const hoisted = copy->asString();
+        sxir::SafeCodeHoistor().analyze(*copy);
+        check(copy->asString() == hoisted, "a second safe pass moves something", hoisted);
+        std::vector<Outcome> const outcomes = outcomesOf(*mCloneContext, functionsOf(*copy), runs);
+        for (std::size_t k = 0; k < runs.size(); ++k) {
+            check(outcomes[k] == expected[k], "the safe pass changes what a run gives",
+                  describe(expected[k]) + "\n" + describe(outcomes[k]) + "\n" + module.asString() +
+                      "\n--- hoisted:\n" + hoisted);
         }
     }
 
+    /// The verifier finds every fault planted in `module`; true when it finds nothing at all.
+    bool checkVerified(sxir::Module const& module)
+    {
+        std::vector<sxir::Diagnostic> const found = sxir::Verifier().verify(module);
+        for (std::string const& id : mPlanted[&module]) {
+            bool const flagged = std::any_of(found.begin(), found.end(),
+                                             [&id](sxir::Diagnostic const& diagnostic) { return diagnostic.id == id; });
+            check(flagged, "the verifier misses a fault planted on purpose", id + "\n" + module.asString());
+        }
+        return found.empty();
+    }
+
     /// The module as C, compiled and run on the inputs checkRuns gives the interpreter.
-    void checkCompiled(sxir::Module const& module)
+    void checkCompiled(sxir::Module const& module, std::vector<Run> const& planned)
     {
         static std::string const compiler = [] {
             char const* const flag = std::getenv("SXIR_FUZZ_COMPILE");
@@ -504,14 +672,10 @@ private:
         if (compiler.empty()) {
             return;
         }
+        std::vector<sxir::Function*> const functions = functionsOf(const_cast<sxir::Module&>(module));
         std::vector<sxir_test::CRun> runs;
-        for (sxir::Function* function : functionsOf(const_cast<sxir::Module&>(module))) {
-            for (std::vector<double> const& pattern : patterns()) {
-                sxir_test::CRun run{function, {}};
-                if (function->hasSignature() && inputsOf(*function, pattern, run.inputs)) {
-                    runs.push_back(run);
-                }
-            }
+        for (Run const& run : planned) {
+            runs.push_back(sxir_test::CRun{functions[run.function], run.inputs});
         }
         sxir_test::ScratchDirectory directory;
         sxir_test::CompiledRuns compiled(directory.path());
@@ -528,8 +692,9 @@ private:
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
-        checkRuns(module);
-        checkCompiled(module);
+        auto const [runs, outcomes] = checkRuns(module, checkVerified(module));
+        checkCompiled(module, runs);
+        checkSafeHoisting(module, runs, outcomes);
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {
             survey(function->getStatements(), 1, nullptr, before);
@@ -551,6 +716,8 @@ private:
     std::unique_ptr<sxir::FunctionSignature> mSignature{new sxir::FunctionSignature(*mContext)};
     std::vector<Fn> mFunctions;
     std::vector<sxir::Module*> mModules;
+    /// The identifiers of the faults planted in each top-level module.
+    std::map<sxir::Module const*, std::set<std::string>> mPlanted;
     std::size_t mDeclaredFunctions = 0;
     std::size_t mStatements = 0;
     std::size_t mChecks = 0;

@@ -1,5 +1,7 @@
 // The hoisting pass on hand-worked bodies, and analyze against sweeping until nothing moves.
 #include "tests/support/IrFixture.hpp"
+#include "tests/support/LiteralHoistor.hpp"
+#include "tests/support/RandomBodies.hpp"
 
 #include <random>
 #include <string>
@@ -32,6 +34,18 @@ protected:
     {
         hoistor.analyze(module);
         return text();
+    }
+    /// `count` random bodies, each written alike into a function g<i> of every module given.
+    void writeAlike(std::vector<sxir::Module*> const& modules, unsigned seed, int count)
+    {
+        std::mt19937 random(seed);
+        for (int i = 0; i < count; ++i) {
+            unsigned const body = static_cast<unsigned>(random());
+            for (sxir::Module* target : modules) {
+                sxir_test::writeRandomBody(addFunction("g" + std::to_string(i), {"c", "d"}, {"x", "y", "z"}, target),
+                                           body);
+            }
+        }
     }
 };
 
@@ -115,46 +129,51 @@ TEST_F(CodeHoistorTest, OnlyFunctionsOfTheModuleItselfAreVisited)
     EXPECT_EQ(nested.asString(), untouched);
 }
 
-TEST_F(CodeHoistorTest, AnalyzeGivesWhatSweepingUntilNothingMovesGives)
+TEST_F(CodeHoistorTest, AnalyzeGivesWhatTheLiteralPassGivesOnRandomBodies)
 {
-    // Random ifs over a few assignments, so that common pairs abound; the middle
-    // one of each function has a nested if, which the pass handles differently.
     auto* fast = context->getGlobalScope().addScopeItem<sxir::Module>("fast");
     auto* literal = context->getGlobalScope().addScopeItem<sxir::Module>("literal");
-    std::mt19937 random(7);
-    for (int round = 0; round < 40; ++round) {
-        unsigned const seed = static_cast<unsigned>(random());
-        for (sxir::Module* target : {fast, literal}) {
-            sxir::Function& g = addFunction("g" + std::to_string(round), {"c", "d"}, {"x", "y"}, target);
-            std::mt19937 shape(seed);
-            auto const assignments = [&](unsigned count) {
-                while (count-- > 0) {
-                    *use(g, shape() % 2 ? "x" : "y") = static_cast<int>(shape() % 3);
-                }
-            };
-            for (int statement = 0; statement < 3; ++statement) {
-                g.If(use(g, "c"));
-                assignments(shape() % 6);
-                if (statement == 1) {
-                    g.If(use(g, "d"));
-                    assignments(1);
-                    g.Else();
-                    assignments(1);
-                    g.End();
-                }
-                g.Else();
-                assignments(shape() % 6);
-                g.End();
-            }
-            if (target == literal) {
-                while (hoistor.analyzeFcn(g)) {
-                }
-                hoistor.eliminateEmptyIfStatements(g.getStatements().getStatementList());
+    writeAlike({fast, literal}, 17, 3000);
+    std::string const before = literal->asString();
+    ASSERT_EQ(fast->asString(), before);
+    hoistor.analyze(*fast);
+    sxir_test::LiteralHoistor::analyze(*literal);
+    EXPECT_NE(literal->asString(), before);
+    EXPECT_EQ(fast->asString(), literal->asString());
+}
+
+TEST_F(CodeHoistorTest, EachHoistAndEachSweepIsTheLiteralOneOnRandomBodies)
+{
+    auto* fast = context->getGlobalScope().addScopeItem<sxir::Module>("fast");
+    auto* literal = context->getGlobalScope().addScopeItem<sxir::Module>("literal");
+    writeAlike({fast, literal}, 29, 600);
+    sxir::Scope& fastScope = fast->getModuleScope();
+    sxir::Scope& literalScope = literal->getModuleScope();
+    int hoists = 0;
+    for (unsigned long i = 0; i < fastScope.getNumScopeItems(); ++i) {
+        auto& g = static_cast<sxir::Function&>(*fastScope.getGenericScopeItem(i));
+        auto& h = static_cast<sxir::Function&>(*literalScope.getGenericScopeItem(i));
+        auto& body = g.getStatements().getStatementList();
+        auto& literalBody = h.getStatements().getStatementList();
+        // Every other function first hoists out of each top-level if one pair at a time.
+        auto mine = body.begin();
+        for (auto theirs = literalBody.begin(); i % 2 == 0 && theirs != literalBody.end(); ++mine, ++theirs) {
+            for (bool more = sxir_test::LiteralHoistor::isIf(*theirs); more; hoists += more) {
+                more = hoistor.hoist(body, mine);
+                ASSERT_EQ(more, sxir_test::LiteralHoistor::hoist(literalBody, theirs));
+                ASSERT_EQ(g.asString(), h.asString());
             }
         }
+        for (bool more = true; more;) {
+            more = hoistor.analyzeFcn(g);
+            ASSERT_EQ(more, sxir_test::LiteralHoistor::analyzeFcn(h));
+            ASSERT_EQ(g.asString(), h.asString());
+        }
+        hoistor.eliminateEmptyIfStatements(body);
+        sxir_test::LiteralHoistor::eliminateEmptyIfStatements(literalBody);
+        ASSERT_EQ(g.asString(), h.asString());
     }
-    hoistor.analyze(*fast);
-    EXPECT_EQ(fast->asString(), literal->asString());
+    EXPECT_GT(hoists, 100);
 }
 
 } // namespace

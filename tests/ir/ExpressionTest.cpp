@@ -1,6 +1,7 @@
 // Expression handles and every node kind: constants, variable references, elements and ranges,
 // operators, function references and calls, and client-defined nodes.
 #include "tests/support/IrFixture.hpp"
+#include "tests/support/Mean.hpp"
 
 #include <climits>
 #include <cmath>
@@ -16,6 +17,8 @@ namespace {
 
 using sxir::Colon;
 using sxir::Expression;
+using sxir_test::Mean;
+using sxir_test::mean;
 using sxu::DataTypeId;
 using sxu::Dimension;
 
@@ -25,35 +28,6 @@ Expression adopt(sxir::ExpressionData* node)
     Expression handle(*node);
     node->releaseReference();
     return handle;
-}
-
-/// A client node kind: "mean(x,y)", typed like its first operand.
-class Mean : public sxir::CustomExpressionData {
-public:
-    Mean(Expression const& x, Expression const& y) : CustomExpressionData(x.getContext()), mX(x), mY(y) {}
-    sxir::Type const* getCustomType() const override { return mX.getGenericType(); }
-    unsigned long getNumOperands() const override { return 2; }
-    Expression const& getOperand(unsigned long position) const override { return position == 0 ? mX : mY; }
-    sxu::string getCustomName() const override { return "mean"; }
-    sxu::string asString() const override { return "mean(" + mX.asString() + "," + mY.asString() + ")"; }
-    ExpressionData* clone(sxir::Function const& to) const override { return new Mean(mX.clone(to), mY.clone(to)); }
-    bool localIsEquivalent(sxir::CustomExpressionData const& other) const override
-    {
-        ++sComparisons;
-        auto const* mean = dynamic_cast<Mean const*>(&other);
-        return mean != nullptr && mX.isEquivalent(mean->mX) && mY.isEquivalent(mean->mY);
-    }
-
-    /// How many times any two means were compared.
-    static inline int sComparisons = 0;
-
-private:
-    Expression mX, mY;
-};
-
-Expression mean(Expression const& x, Expression const& y)
-{
-    return adopt(new Mean(x, y));
 }
 
 /// The context of every node of `e`, reached through each kind's public accessors.

@@ -1,10 +1,13 @@
 // What runs compute: the catalog samples checked by hand, and the rules of each node kind, statement
 // kind, conversion and call, as docs/semantics.md states them.
 #include "tests/support/IrFixture.hpp"
+#include "tests/support/Mean.hpp"
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <random>
 
 namespace {
 
@@ -74,6 +77,62 @@ TEST(InterpreterSamples, EachSampleComputesWhatItsTextSays)
         auto& copy = static_cast<sxir::Module&>(
             *other->getGlobalScope().copyGenericItemIn(*context->getGlobalScope().getGenericScopeItem(0)));
         EXPECT_EQ(sxir::Interpreter(*other).run(lastFunction(copy), c.inputs), c.outputs);
+    }
+}
+
+TEST(InterpreterSamples, RandomInputsGiveWhatTheFormulasGiveTwiceAndInACopy)
+{
+    // The samples whose last function is a formula of its inputs, that formula in C++: a is
+    // the first input's elements, i the indices that follow it.
+    using Formula = std::function<std::vector<double>(std::vector<double> const& a, std::vector<int> const& i)>;
+    std::pair<char const*, Formula> const formulas[] = {
+        {"times_two", [](auto const& a, auto const&) { return std::vector<double>{a[0] * 2}; }},
+        {"times_2_or_3", [](auto const& a, auto const&) { return std::vector<double>{a[0] * (a[0] > 0 ? 2 : 3)}; }},
+        {"non_native_operator",
+         [](auto const& a, auto const&) { return std::vector<double>{std::sin(a[0]) * std::cos(a[0]) + 4}; }},
+        {"sum_3_vector", [](auto const& a, auto const&) { return std::vector<double>{a[0] + a[1] + a[2]}; }},
+        {"sum_pick_3", [](auto const& a, auto const& i) { return std::vector<double>{a[i[0]] + a[i[1]] + a[i[2]]}; }},
+        {"handle_call_sum_pick_3",
+         [](auto const& a, auto const& i) { return std::vector<double>{a[i[0]] + a[i[1]] + a[i[2]]}; }},
+        {"sum_pick_3_into_4",
+         [](auto const& a, auto const& i) {
+             return std::vector<double>{a[i[0]] + a[i[1]], a[i[1]] + a[i[2]], a[i[2]] + a[i[1]], a[i[1]] + a[i[0]]};
+         }},
+    };
+    std::mt19937_64 random(2026);
+    std::uniform_real_distribution<double> real(-1e3, 1e3);
+    sxir_test::ThrowingEnvironment env;
+    for (auto const& [name, formula] : formulas) {
+        SCOPED_TRACE(name);
+        auto context = sxir_test::makeContext(env), other = sxir_test::makeContext(env);
+        sxir::Module& module = *sxir::TestCatalog::get()->createModule(name, *context);
+        auto& copy = static_cast<sxir::Module&>(*other->getGlobalScope().copyGenericItemIn(module));
+        sxir::Function const& f = lastFunction(module);
+        sxir::Scope const& inputs = f.getFunctionScope(sxir::FunctionScopeType::Input);
+        sxir::Interpreter interpreter(*context), copied(*other);
+        for (int trial = 0; trial < 200; ++trial) {
+            std::vector<double> a;
+            std::vector<int> indices;
+            std::vector<Value> values;
+            for (unsigned long k = 0; k < inputs.getNumScopeItems(); ++k) {
+                sxir::Type const& type = static_cast<sxir::Variable const*>(inputs.getGenericScopeItem(k))->getType();
+                if (k == 0) {
+                    for (unsigned long e = 0; e < type.getDimension().m(); ++e) {
+                        a.push_back(trial % 17 == 0 ? 0.0 : real(random));
+                    }
+                    values.push_back(Value(DataTypeId::Real, type.getDimension(), a));
+                } else {
+                    indices.push_back(static_cast<int>(random() % 6));
+                    values.push_back(Value(DataTypeId::Int32, indices.back()));
+                }
+            }
+            std::vector<double> const expected = formula(a, indices);
+            std::vector<Value> const out = interpreter.run(f, values);
+            ASSERT_EQ(out.size(), 1u);
+            EXPECT_EQ(out[0].getElements(), expected);
+            EXPECT_EQ(interpreter.run(f, values), out);
+            EXPECT_EQ(copied.run(lastFunction(copy), values), out);
+        }
     }
 }
 
@@ -220,31 +279,31 @@ TEST_F(InterpreterTest, FunctionValuesAreCalledThroughVariablesAndDeepGraphsCost
     EXPECT_EQ(interpreter.run(f, {number(0.75)}),
               (std::vector<Value>{number(1.5), number(0.75 * std::ldexp(1.0, 60))}));
     EXPECT_THROW(interpreter.run(f, {Value(twice)}), sxir::ReportedError);
+
+    // A graph over a module variable, used on both sides of a call that changes the variable:
+    // each use reads what the variable holds then, and the graph still costs its distinct nodes.
+    module.getModuleScope().addScopeItem<sxir::Variable>("level")->setType(real());
+    sxir::Function& grow = addFunction("grow", {}, {"now"});
+    Expression const level = grow.expression("level");
+    auto* step = new sxir::AssignmentStatement(grow);
+    step->setExpression(sxir::AssignmentStatement::LHS, level);
+    step->setExpression(sxir::AssignmentStatement::RHS, level + 1.0);
+    grow.append(step);
+    *grow.expression("now") = level;
+    sxir::Function& g = addFunction("g", {}, {"y"});
+    Expression graph = g.expression("level");
+    for (int depth = 0; depth < 60; ++depth) {
+        graph = graph + graph;
+    }
+    *g.expression("y") = graph - 1.0 + sxir::call(g.expression("grow")) + graph;
+    EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(-1.0 + 1.0 + std::ldexp(1.0, 60))}));
+    EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(std::ldexp(1.0, 60) + 2.0 + std::ldexp(2.0, 60))}));
 }
-
-/// A client node: the mean of its two operands.
-class Mean : public sxir::CustomExpressionData {
-public:
-    Mean(Expression const& x, Expression const& y) : CustomExpressionData(x.getContext()), mX(x), mY(y) {}
-    sxir::Type const* getCustomType() const override { return mX.getGenericType(); }
-    unsigned long getNumOperands() const override { return 2; }
-    Expression const& getOperand(unsigned long position) const override { return position == 0 ? mX : mY; }
-    sxu::string getCustomName() const override { return "mean"; }
-    sxu::string asString() const override { return "mean(" + mX.asString() + "," + mY.asString() + ")"; }
-    ExpressionData* clone(sxir::Function const& to) const override { return new Mean(mX.clone(to), mY.clone(to)); }
-    bool localIsEquivalent(sxir::CustomExpressionData const&) const override { return false; }
-
-private:
-    Expression mX, mY;
-};
 
 TEST_F(InterpreterTest, ClientNodesTakeTheirEvaluatorsValue)
 {
     sxir::Function& f = addFunction("f", {"x", "y"}, {"m"});
-    auto* node = new Mean(f.expression("x"), f.expression("y") * 2.0);
-    Expression const mean(*node);
-    node->releaseReference();
-    *f.expression("m") = mean + 1.0;
+    *f.expression("m") = sxir_test::mean(f.expression("x"), f.expression("y") * 2.0) + 1.0;
     interpreter.setCustomEvaluator([](sxir::CustomExpressionData const&, std::vector<Value> const& operands) {
         return number((operands[0].getElement(0) + operands[1].getElement(0)) / 2);
     });

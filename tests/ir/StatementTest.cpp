@@ -176,8 +176,9 @@ TEST_F(StatementTest, IfsLeftOpenPrintAsWrittenSoFarAndEndClosesThemInnermostFir
     f.End();
     *y = 2.0;
     EXPECT_EQ(&f.getCurrentStatements(), &f.getStatements());
-    EXPECT_EQ(f.getStatements().asString(), "    if (a>b)\n    y=a\n    if (b>a)\nelse\n    y=b\nend\n\n    y=1\nend\n\n"
-                                            "    y=2\n");
+    EXPECT_EQ(f.getStatements().asString(),
+              "    if (a>b)\n    y=a\n    if (b>a)\nelse\n    y=b\nend\n\n    y=1\nend\n\n"
+              "    y=2\n");
 }
 
 TEST_F(IrTest, FunctionCopiedIntoAnotherContextKeepsTheTextAndBindsToItsOwnDeclarations)

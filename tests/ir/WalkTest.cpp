@@ -207,6 +207,65 @@ TEST_F(WalkTest, EquivalentObjectsHashAlikeAndDistinctOnesRarelyCollide)
         EXPECT_EQ(sxir::structuralHash(*copy->getStatements().getStatementList().back()), sxir::structuralHash(right));
         EXPECT_TRUE(sxir::sameStructure(*copy, twin));
     }
+    std::vector<sxir::Statement const*> statements;
+    for (sxir::Statement const* statement : f.getStatements().getStatementList()) {
+        statements.push_back(statement);
+    }
+    unsigned long statementPairs = 0, statementCollisions = 0;
+    for (std::size_t i = 0; i < statements.size(); ++i) {
+        for (std::size_t j = i + 1; j < statements.size(); ++j) {
+            bool const equivalent = statements[i]->isEquivalent(*statements[j]);
+            bool const sameHash = sxir::structuralHash(*statements[i]) == sxir::structuralHash(*statements[j]);
+            statementPairs += equivalent ? 0 : 1;
+            statementCollisions += !equivalent && sameHash ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(statementCollisions, 0u);
+    std::cout << "structural hash: " << statementCollisions << " collisions among " << statementPairs
+              << " pairs of random statements that are not equivalent\n";
+}
+
+TEST_F(WalkTest, OneConstantOperatorNameOrTypeChangedIsAnotherStructure)
+{
+    // p(a) -> y with the local t: t = a + 2; y = t * a; each variant changes one thing of it.
+    struct Variant {
+        char const* name;
+        double constant;
+        bool subtract;
+        char const* local;
+        DataTypeId::Type type;
+    };
+    Variant const original{"original", 2.0, false, "t", DataTypeId::Real};
+    Variant const variants[] = {
+        {"a constant", 3.0, false, "t", DataTypeId::Real},
+        {"an operator", 2.0, true, "t", DataTypeId::Real},
+        {"a name", 2.0, false, "u", DataTypeId::Real},
+        {"a type", 2.0, false, "t", DataTypeId::Int32},
+    };
+    // Each in a context of its own.
+    auto build = [](sxir::Context& in, Variant const& variant) -> sxir::Function& {
+        auto& owner = *in.getGlobalScope().addScopeItem<sxir::Module>("m");
+        sxir::FunctionSignature signature(in);
+        signature.addInput("a").setType(in.getBuiltinType(DataTypeId::Real));
+        signature.addOutput("y").setType(in.getBuiltinType(DataTypeId::Real));
+        auto& p = *owner.getModuleScope().addScopeItem<sxir::Function>("p");
+        p.setSignature(signature);
+        p.getFunctionScope(sxir::FunctionScopeType::Local)
+            .addScopeItem<sxir::Variable>(variant.local)
+            ->setType(in.getBuiltinType(variant.type));
+        Expression const a = p.expression("a"), local = p.expression(variant.local);
+        *local = variant.subtract ? a - variant.constant : a + variant.constant;
+        *p.expression("y") = local * a;
+        return p;
+    };
+    auto home = sxir_test::makeContext(env);
+    sxir::Function& source = build(*home, original);
+    auto other = sxir_test::makeContext(env);
+    EXPECT_TRUE(sxir::sameStructure(build(*other, original), source));
+    for (Variant const& variant : variants) {
+        auto changed = sxir_test::makeContext(env);
+        EXPECT_FALSE(sxir::sameStructure(build(*changed, variant), source)) << variant.name;
+    }
 }
 
 /// Records, when it goes, the name it was attached under.

@@ -402,3 +402,31 @@ TEST(ErrorSites, RunsReportedToAThrowingAndToAReturningReporter)
 }
 
 } // namespace
+
+namespace {
+
+TEST(ErrorSites, AModuleLetIntoASignatureByAReturningReporterMakesItsFunctionUncallable)
+{
+    sxir_test::RecordingEnvironment env;
+    RunWorld w(env);
+    // A reporter that returns lets the module in; a call must not take it for a variable.
+    FunctionSignature signature(*w.context);
+    signature.addInput("a").setType(w.real);
+    signature.getScope(sxir::FunctionIoScopeType::Input).addScopeItem<Module>("inner");
+    signature.addOutput("r").setType(w.real);
+    auto& h = *w.module.getModuleScope().addScopeItem<Function>("h");
+    h.setSignature(signature);
+    *w.y = w.f.expression("h") << w.x << w.x;
+    std::size_t const reported = env.reports().size();
+    EXPECT_GE(reported, 1u);
+    std::vector<std::string> found;
+    for (sxir::Diagnostic const& diagnostic : sxir::Verifier().verify(w.f)) {
+        found.push_back(diagnostic.id);
+    }
+    EXPECT_EQ(found, std::vector<std::string>{ErrorId::VerifyNotCallable});
+    EXPECT_TRUE(w.runF().empty());
+    ASSERT_EQ(env.reports().size(), reported + 1);
+    EXPECT_EQ(env.reports().back().id, std::string(ErrorId::EvalNotEvaluable));
+}
+
+} // namespace

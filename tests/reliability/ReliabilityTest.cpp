@@ -302,6 +302,26 @@ TEST_F(DeepInput, EmitsAMillionStatementsAnExpressionAMillionDeepAndIfsTenThousa
     EXPECT_NE(source.find("    *w = 1.0;\n"), std::string::npos);
 }
 
+TEST_F(DeepInput, TheSafePassTakesAnAssignmentOutOfIfsTenThousandDeep)
+{
+    // if (x>0) { if (x>1) { ... if (x>n) { y=1 } else { y=1 } ... } else { y=1 } } else { y=1 }: y=1 leaves
+    // each if in turn, innermost first, and every if is left empty and goes.
+    unsigned long const depth = 10000;
+    sxir::Function& f = addFunction("f", {"x"}, {"y"});
+    Expression const x = use(f, "x"), y = use(f, "y");
+    for (unsigned long level = 0; level <= depth; ++level) {
+        f.If(x > static_cast<double>(level));
+    }
+    *y = 1.0;
+    for (unsigned long level = 0; level <= depth; ++level) {
+        f.Else();
+        *y = 1.0;
+        f.End();
+    }
+    sxir::SafeCodeHoistor().analyze(module);
+    EXPECT_EQ(f.getStatements().asString(), "    y=1\n");
+}
+
 TEST_F(DeepInput, RunsAMillionStatementsAnExpressionAMillionDeepIfsTenThousandDeepAndCallsToTheLimit)
 {
     sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});

@@ -62,6 +62,9 @@ TEST(CatalogTool, PrintsListsHoistsAndClonesTheSamples)
         {"times_two sum_3_vector times_two", sample("times_two") + sample("sum_3_vector") + sample("times_two")},
         {"--list", names},
         {"--hoist --clone times_2_or_3", sample("times_2_or_3")},
+        // No sample has a pair to hoist or an empty if: both passes leave them as they are.
+        {"--hoist=safe", all},
+        {"--hoist=safe --clone --hoist=safe times_2_or_3", sample("times_2_or_3")},
         {"--version", version},
     };
     for (auto const& [arguments, expected] : runs) {
@@ -78,6 +81,8 @@ TEST(CatalogTool, RefusesAnUnknownNameOrOptionBeforePrintingAnything)
     std::pair<char const*, char const*> const refusals[] = {
         {"times_two no_such_sample", "unknown sample 'no_such_sample'"},
         {"times_two --frobnicate", "unknown option '--frobnicate'"},
+        {"--hoist=unsafe times_two", "unknown option '--hoist=unsafe'"},
+        {"--hoist=safe --hoist times_two", "'--hoist' and '--hoist=safe' exclude each other"},
         // What does something else than print samples stands alone.
         {"--list times_two", "'--list' cannot be combined with other arguments"},
         {"times_two --list", "'--list' cannot be combined with other arguments"},
@@ -170,6 +175,30 @@ TEST(CatalogTool, EmitsASamplesModuleAsCPrintedOrIntoADirectory)
         EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
     }
     std::filesystem::remove_all(directory);
+}
+
+TEST(CatalogTool, VerifiesSamplesQuietlyWhenTheyAreCleanAndRefusesWhatIsNoSample)
+{
+    // Every sample at once, and each alone: nothing found, nothing printed, status 0.
+    std::string all;
+    for (sxu::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
+        all += " " + name;
+        ToolRun const run = runTool("--verify " + name);
+        EXPECT_EQ(std::tie(run.status, run.out, run.err), std::make_tuple(0, std::string(), std::string())) << name;
+    }
+    ToolRun const every = runTool("--verify" + all);
+    EXPECT_EQ(std::tie(every.status, every.out, every.err), std::make_tuple(0, std::string(), std::string()));
+    std::pair<char const*, char const*> const refusals[] = {
+        {"--verify", "--verify needs the names of samples"},
+        {"--verify times_two no_such_sample", "unknown sample 'no_such_sample'"},
+        {"times_two --verify times_two", "'--verify' comes first"},
+    };
+    for (auto const& [arguments, message] : refusals) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
+    }
 }
 
 TEST(CatalogTool, FailsWithAMessageWhenItsOutputCannotBeWritten)

@@ -1,0 +1,346 @@
+#include "ir/SafeCodeHoistor.hpp"
+
+#include "ir/Function.hpp"
+#include "ir/Module.hpp"
+#include "ir/Scope.hpp"
+#include "ir/detail/Effects.hpp"
+#include "ir/detail/NodeMemo.hpp"
+
+#include <deque>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace sxir {
+
+namespace {
+
+using detail::asIf;
+using detail::BranchKey;
+using detail::branchList;
+using detail::EffectAnalysis;
+using detail::FirstUses;
+using detail::Footprint;
+using detail::FootprintUnion;
+using detail::ListPosition;
+using detail::StatementList;
+using detail::Visit;
+
+/// What an if whose search never began may do, and whether it stays once the empty ifs go:
+/// one that goes counts for nothing, since its condition can only read.
+class UnsearchedIf {
+public:
+    struct Data {};
+
+    explicit UnsearchedIf(EffectAnalysis& analysis) : mAnalysis(analysis) {}
+
+    std::pair<FootprintUnion, bool> of(IfStatement const& statement)
+    {
+        mLevels.assign(1, Level());
+        detail::StatementWalker<UnsearchedIf>::walkStatement(*this, statement, {});
+        return {std::move(mLevels.front().effect), mLevels.front().stays};
+    }
+
+    Visit enterStatement(Statement const& statement, Data&)
+    {
+        if (asIf(statement) == nullptr) {
+            mLevels.back().effect.add(mAnalysis.ofAssignment(statement));
+            mLevels.back().stays = true;
+            return Visit::Skip;
+        }
+        Footprint const condition = mAnalysis.ofCondition(statement);
+        mLevels.emplace_back();
+        mLevels.back().effect.add(condition);
+        mLevels.back().stays = condition.mayStop;
+        return Visit::Enter;
+    }
+    static Visit enterList(Statement const&, unsigned long, Data&, Data&) { return Visit::Enter; }
+    static void leaveList(Statement const&, unsigned long, Data&) {}
+    bool leaveStatement(Statement const& statement, Data&)
+    {
+        if (asIf(statement) != nullptr) {
+            Level done = std::move(mLevels.back());
+            mLevels.pop_back();
+            if (done.stays) {
+                mLevels.back().effect.merge(std::move(done.effect));
+                mLevels.back().stays = true;
+            }
+        }
+        return true;
+    }
+
+private:
+    struct Level {
+        FootprintUnion effect;
+        bool stays = false;
+    };
+    EffectAnalysis& mAnalysis;
+    std::vector<Level> mLevels;
+};
+
+/// Pairs that may move without changing a run. What stands before a candidate t is, in the
+/// true branch, everything before the search's cursor, kept as one union; in the false
+/// branch, whatever stands before t's partner, by branch key. An if that is done counts as
+/// what its condition and its statements may do, or as nothing when the removal of empty ifs
+/// will take it away (its condition then only reads).
+///
+/// A pair refused stays refused, as the search needs: the condition and what stands before
+/// t stay; before t's partner, the nested ifs are done, and an assignment there that
+/// conflicts with t could only leave with a later candidate equivalent to it, which then
+/// conflicts with t standing before it (as would a candidate equivalent to the partner
+/// itself: an assignment conflicts with itself, as it writes, or may stop the run).
+class SafePairs {
+public:
+    struct IfState {
+        FootprintUnion condition;
+        bool conditionStays = false; // the condition may stop the run: the if stays even empty
+        FootprintUnion before;       // the true branch before the cursor
+        bool beforeStays = false;    // something there stays
+        std::unique_ptr<FirstUses> falseBranch;
+        bool falseStays = false; // a done nested if of the false branch stays
+        FootprintUnion effect;   // once done
+        bool stays = false;      // once done
+    };
+
+    explicit SafePairs(EffectAnalysis& analysis) : mAnalysis(analysis) {}
+
+    void open(IfStatement& statement, IfState& state)
+    {
+        Footprint const condition = mAnalysis.ofCondition(statement);
+        state.condition.add(condition);
+        state.conditionStays = condition.mayStop;
+    }
+    bool mayMove(IfState& state, Statement& candidate, BranchKey partner, bool cameOut)
+    {
+        Footprint const& footprint = footprintOf(candidate, cameOut);
+        return !conflicts(footprint, state.condition) && !conflicts(footprint, state.before) &&
+               !(state.falseBranch != nullptr && state.falseBranch->conflictsBefore(footprint, partner));
+    }
+    static Statement* hoisted(Statement& candidate) { return &candidate; }
+    // A statement that moved out of a nested if is asked about again where it lands, so its
+    // footprint is kept; the pass makes no statement, so no other can come to stand where a
+    // partner stood and be taken for it.
+    void moved(Statement& candidate, Statement&, bool outermost)
+    {
+        candidate.setAutoGenerated(false);
+        if (outermost || (&candidate == mLast && mLastKept)) {
+            return;
+        }
+        Footprint const& footprint = footprintOf(candidate, true);
+        if (!mLastKept) {
+            mFootprints.push_back(footprint);
+            mAt.insert(&candidate, nullptr, mFootprints.size() - 1);
+            mLastFootprint = &mFootprints.back();
+            mLastKept = true;
+        }
+    }
+    void kept(IfState& state, Statement& candidate, bool cameOut)
+    {
+        state.before.add(footprintOf(candidate, cameOut));
+        state.beforeStays = true;
+    }
+    static void trueIfDone(IfState& state, IfState& nested)
+    {
+        state.before.merge(std::move(nested.effect));
+        state.beforeStays = state.beforeStays || nested.stays;
+    }
+    void falseEntered(IfState& state, Statement& assignment, BranchKey key, std::size_t number)
+    {
+        // One there when the branch was indexed is wanted nowhere else; one that came out of a
+        // nested if was a candidate there, and is known.
+        falseBranch(state).addAssignment(
+            detail::isOriginal(key) ? mAnalysis.ofAssignment(assignment) : footprintOf(assignment, true), key, number);
+    }
+    static void falseLeft(IfState& state, Statement&, std::size_t number)
+    {
+        state.falseBranch->removeAssignment(number);
+    }
+    void falseIfDone(IfState& state, IfState& nested, BranchKey key)
+    {
+        falseBranch(state).addIf(std::move(nested.effect), key);
+        state.falseStays = state.falseStays || nested.stays;
+    }
+    void done(IfStatement& statement, IfState& state, ListPosition unsearched)
+    {
+        FootprintUnion effect = std::move(state.before);
+        bool stays = state.conditionStays || state.beforeStays || state.falseStays;
+        StatementList& whenFalse = branchList(statement, false);
+        bool searched = true;
+        for (ListPosition at = whenFalse.begin(); at != whenFalse.end(); ++at) {
+            searched = searched && at != unsearched;
+            IfStatement* nested = asIf(**at);
+            if (nested == nullptr) {
+                effect.add(mAnalysis.ofAssignment(**at));
+                stays = true;
+            } else if (!searched) {
+                auto [nestedEffect, nestedStays] = UnsearchedIf(mAnalysis).of(*nested);
+                effect.merge(std::move(nestedEffect));
+                stays = stays || nestedStays;
+            }
+        }
+        if (state.falseBranch != nullptr) {
+            effect.merge(state.falseBranch->takeIfs());
+            state.falseBranch.reset();
+        }
+        effect.merge(std::move(state.condition));
+        state.stays = stays;
+        if (stays) {
+            state.effect = std::move(effect);
+        }
+    }
+
+private:
+    /// The footprint of `assignment`; `mayBeKept` when it came out of a nested if, and so may
+    /// have its footprint kept.
+    Footprint const& footprintOf(Statement& assignment, bool mayBeKept)
+    {
+        if (&assignment != mLast) {
+            mLast = &assignment;
+            std::size_t const* at = mayBeKept ? mAt.find(&assignment) : nullptr;
+            mLastKept = at != nullptr;
+            if (mLastKept) {
+                mLastFootprint = &mFootprints[*at];
+            } else {
+                mScratch = mAnalysis.ofAssignment(assignment);
+                mLastFootprint = &mScratch;
+            }
+        }
+        return *mLastFootprint;
+    }
+    FirstUses& falseBranch(IfState& state)
+    {
+        if (state.falseBranch == nullptr) {
+            state.falseBranch = std::make_unique<FirstUses>(mEpochs);
+        }
+        return *state.falseBranch;
+    }
+
+    EffectAnalysis& mAnalysis;
+    std::deque<Footprint> mFootprints;
+    detail::NodeMemo<std::size_t> mAt; // where in mFootprints a statement's is
+    Statement const* mLast = nullptr;  // the statement looked up last, often asked about again
+    Footprint const* mLastFootprint = nullptr;
+    bool mLastKept = false; // mLastFootprint is one kept
+    Footprint mScratch;     // that of the last statement looked up that did not move
+    std::uint64_t mEpochs = 0;
+};
+
+/// Removes every if whose branches are empty and whose condition cannot stop the run,
+/// including one emptied only by that removal. The walk finds the outermost such ifs, whose
+/// branches hold only such ifs; they go, with what they hold, once it is over.
+class EmptyIfRemoval {
+public:
+    struct Data {
+        CompoundStatement const* list; // the list holding the statements walked
+    };
+
+    explicit EmptyIfRemoval(EffectAnalysis& analysis) : mAnalysis(analysis) {}
+
+    void removeFrom(CompoundStatement& body)
+    {
+        mLevels.assign(1, Level());
+        detail::StatementWalker<EmptyIfRemoval>::walkList(*this, body, Data{&body});
+        keep(mLevels.front());
+        std::unordered_set<Statement const*> going;
+        std::vector<CompoundStatement const*> lists;
+        std::unordered_set<CompoundStatement const*> listed;
+        for (auto const& [list, statement] : mGoing) {
+            going.insert(statement);
+            if (listed.insert(list).second) {
+                lists.push_back(list);
+            }
+        }
+        for (CompoundStatement const* list : lists) {
+            // The IR is the caller's to change; the walk only read it.
+            StatementList& statements = const_cast<CompoundStatement*>(list)->getStatementList();
+            for (ListPosition at = statements.begin(); at != statements.end();) {
+                if (going.erase(*at) != 0) {
+                    Base::destroy(*at);
+                    at = statements.erase(at);
+                } else {
+                    ++at;
+                }
+            }
+        }
+    }
+
+    Visit enterStatement(Statement const& statement, Data&)
+    {
+        if (asIf(statement) == nullptr) {
+            mLevels.back().allGo = false;
+            return Visit::Skip;
+        }
+        mLevels.emplace_back();
+        return Visit::Enter;
+    }
+    static Visit enterList(Statement const& owner, unsigned long position, Data&, Data& child)
+    {
+        child.list = &owner.getStatementList(position);
+        return Visit::Enter;
+    }
+    static void leaveList(Statement const&, unsigned long, Data&) {}
+    bool leaveStatement(Statement const& statement, Data& data)
+    {
+        if (asIf(statement) == nullptr) {
+            return true;
+        }
+        Level inner = std::move(mLevels.back());
+        mLevels.pop_back();
+        Level& outer = mLevels.back();
+        if (inner.allGo && !mAnalysis.ofCondition(statement).mayStop) {
+            // What it holds goes with it.
+            outer.going.emplace_back(data.list, &statement);
+        } else {
+            keep(inner);
+            outer.allGo = false;
+        }
+        return true;
+    }
+
+private:
+    /// The statements of one if's branches, or of the body.
+    struct Level {
+        bool allGo = true; // every statement is an if that goes
+        std::vector<std::pair<CompoundStatement const*, Statement const*>> going;
+    };
+
+    /// The ifs that go from the lists of a statement that stays.
+    void keep(Level const& level) { mGoing.insert(mGoing.end(), level.going.begin(), level.going.end()); }
+
+    EffectAnalysis& mAnalysis;
+    std::vector<Level> mLevels;
+    std::vector<std::pair<CompoundStatement const*, Statement const*>> mGoing;
+};
+
+} // namespace
+
+void SafeCodeHoistor::analyze(Module& module)
+{
+    // What a call may touch is worked out from its callee's body, which this pass may change
+    // (an empty if that goes no longer reads its condition). So the pass runs again while
+    // that shrank, and a second analyze finds nothing to move.
+    Scope& scope = module.getModuleScope();
+    EffectAnalysis analysis;
+    do {
+        for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
+            ScopeItem& item = *scope.getGenericScopeItem(i);
+            if (item.getScopeItemType() != ScopeItemType::Function) {
+                continue;
+            }
+            CompoundStatement& body = dynamic_cast<Function&>(item).getStatements();
+            SafePairs rule(analysis);
+            detail::HoistSearch<SafePairs> search(rule);
+            StatementList& statements = body.getStatementList();
+            for (ListPosition position = statements.begin(); position != statements.end(); ++position) {
+                if (asIf(**position) != nullptr) {
+                    search.drain(statements, position);
+                }
+            }
+            EmptyIfRemoval(analysis).removeFrom(body);
+        }
+    } while (analysis.reachChanged());
+}
+
+} // namespace sxir
