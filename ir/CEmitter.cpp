@@ -140,7 +140,7 @@ CCode CEmitter::emit(Module const& module) const
     Scope const& scope = module.getModuleScope();
     for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {
         auto const* function = dynamic_cast<Function const*>(scope.getGenericScopeItem(i));
-        if (function != nullptr && !function->hasSignature()) {
+        if (function != nullptr && !detail::hasCFunction(*function)) {
             header += "\n" + comment(function->getName() + " has no signature: it has no C function");
         }
     }

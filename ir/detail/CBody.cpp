@@ -15,6 +15,7 @@
 #include "ir/detail/CEmission.hpp"
 #include "ir/detail/NodeMemo.hpp"
 #include "ir/detail/Printing.hpp"
+#include "ir/detail/Shape.hpp"
 #include "ir/detail/Walk.hpp"
 
 #include <algorithm>
@@ -35,12 +36,6 @@ constexpr unsigned sMaxNesting = 64;
 constexpr std::size_t sMaxText = 2048;
 /// Nested statements indent by four blanks each, down to this depth.
 constexpr unsigned sMaxIndent = 16;
-
-bool isModuleVariable(Variable const& variable)
-{
-    return dynamic_cast<ModuleScopeConfiguration const*>(
-               &variable.getParentScope().getScopeData().getConfiguration()) != nullptr;
-}
 
 bool isRelation(OpId::Type op)
 {
@@ -421,7 +416,21 @@ public:
         auto const found = mShared.find(&node);
         return found != mShared.end() ? &found->second : nullptr;
     }
-    void keepShared(ExpressionData const& node) { mShared[&node] = Memo{mValues.back(), std::string(valueText(mValues.size() - 1))}; }
+    void keepShared(ExpressionData const& node)
+    {
+        mShared[&node] = Memo{mValues.back(), std::string(valueText(mValues.size() - 1))};
+        if (mHoldsCall && mValues.back().readsModule) {
+            mModuleReaders.push_back(&node);
+        }
+    }
+    /// A call is written: the shared nodes that read module variables are computed again at their next use.
+    void forgetModuleReads()
+    {
+        for (ExpressionData const* node : mModuleReaders) {
+            mShared.erase(node);
+        }
+        mModuleReaders.clear();
+    }
 
     // Texts of values (`text` is the value's text); none of these changes the stack.
     /// A one-element value read as a scalar of its own type.
@@ -489,6 +498,7 @@ private:
     Text mStorage;
     Text mStored;
     std::unordered_map<ExpressionData const*, Memo> mShared;
+    std::vector<ExpressionData const*> mModuleReaders; ///< the shared nodes kept that read module variables
     bool mHoldsCall = false;
     bool mRestart = false;
     std::vector<unsigned> mUses;
@@ -905,8 +915,9 @@ bool ExpressionEmitter::leave(ExpressionData const& node, Children const& childr
     CValue const& result = values.back();
     bool const expression = result.kind == CValue::Scalar || result.kind == CValue::Function;
     bool const shared = mBody.memoKey(node, children) != nullptr;
-    // A shared node is computed once when nothing between its uses can change it.
-    bool const transparent = !mBody.holdsCall() || (!result.holdsCall && !result.readsModule);
+    // A shared node is computed once when nothing between its uses can change it: a node without
+    // calls, up to the statement's next call where it reads module variables.
+    bool const transparent = !mBody.holdsCall() || !result.holdsCall;
     bool const large = result.nesting > sMaxNesting || mBody.valueText(values.size() - 1).size() > sMaxText;
     if (expression && !result.constant && ((shared && transparent) || large)) {
         mBody.materialize();
@@ -1073,14 +1084,10 @@ CValue ExpressionEmitter::visitMatrixRef(MatrixRef const&, CValue const* operand
     }
     unsigned long const rows = matrix.kind == CValue::Array ? matrix.rows : 1;
     unsigned long const columns = matrix.kind == CValue::Array ? matrix.columns : 1;
-    // A constant index outside the matrix fails every run that reaches it.
-    unsigned long const limits[] = {rows, columns};
-    for (int i = 1; i < 3; ++i) {
-        double const index = operands[i].value;
-        if (operands[i].constant && !(index >= 0 && index < static_cast<double>(limits[i - 1]) &&
-                                      index == std::trunc(index))) {
-            return failed(ErrorId::IndexOutOfRange);
-        }
+    // A constant index outside the matrix fails every run that reaches it (a computed one stands at 0 here).
+    if (!isElementInside(operands[1].constant ? operands[1].value : 0.0, operands[2].constant ? operands[2].value : 0.0,
+                         rows, columns)) {
+        return failed(ErrorId::IndexOutOfRange);
     }
     std::size_t const first = static_cast<std::size_t>(operands - mBody.values().data());
     Text& text = mBody.scratch();
@@ -1141,7 +1148,7 @@ CValue ExpressionEmitter::visitSubMatrix(SubMatrix const& node, CValue const* op
     }
     unsigned long const first = node.getFirst();
     unsigned long const last = node.getLast();
-    if (first > last || last > matrix.count()) {
+    if (!isRangeInside(first, last, matrix.count())) {
         return failed(ErrorId::IndexOutOfRange);
     }
     std::size_t const index = static_cast<std::size_t>(operands - mBody.values().data());
@@ -1186,11 +1193,9 @@ CValue ExpressionEmitter::visitFunctionCall(FunctionCall const& node, CValue con
     CShape result;
     std::vector<std::string> outputNames;
     if (callee != nullptr) {
-        if (&callee->getContext() != &mBody.function().getContext() || !callee->hasSignature()) {
-            return failed(ErrorId::EvalNotEvaluable);
-        }
-        if (callee->getFunctionScope(FunctionScopeType::Input).getNumScopeItems() != count) {
-            return failed(ErrorId::EvalInvalidArguments);
+        CalleeFault const fault = calleeFault(mBody.function().getContext(), *callee, count);
+        if (fault != CalleeFault::None) {
+            return failed(fault == CalleeFault::OperandCount ? ErrorId::EvalInvalidArguments : ErrorId::EvalNotEvaluable);
         }
         stem = std::string(mBody.valueText(first));
         Scope const& outputs = callee->getFunctionScope(FunctionScopeType::Output);
@@ -1278,6 +1283,7 @@ CValue ExpressionEmitter::visitFunctionCall(FunctionCall const& node, CValue con
         arguments += output.kind == CShape::Array ? last_ : "&" + last_;
     }
     mBody.line(call + "(" + arguments + ");");
+    mBody.forgetModuleReads();
     CValue value;
     value.holdsCall = true;
     value.kind = given.kind == CShape::Scalar ? CValue::Scalar : given.kind == CShape::Array ? CValue::Array : CValue::Function;
@@ -1310,6 +1316,7 @@ void BodyEmitter::beginStatement()
 {
     mValues.clear();
     mText.clear();
+    mModuleReaders.clear();
     if (!mShared.empty()) {
         mShared.clear();
     }
@@ -1390,10 +1397,8 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         }
         node = children[0];
     }
-    auto const* base = chain.back()->getExpressionDataType() == ExpressionDataType::VariableRef
-                           ? static_cast<VariableRef const*>(chain.back())
-                           : nullptr;
-    if (base == nullptr || !lhs->isLValue()) {
+    VariableRef const* base = storageOf(*lhs);
+    if (base == nullptr) {
         failure = ErrorId::EvalNotAssignable;
         return false;
     }
@@ -1434,7 +1439,7 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
         }
         if (children.kind == ExpressionDataType::SubMatrix) {
             auto const& range = static_cast<SubMatrix const&>(*chain[level]);
-            if (range.getFirst() > range.getLast() || range.getLast() > count) {
+            if (!isRangeInside(range.getFirst(), range.getLast(), count)) {
                 failure = ErrorId::IndexOutOfRange;
                 return false;
             }
@@ -1461,8 +1466,7 @@ bool BodyEmitter::writeAssignment(AssignmentStatement const& statement, char con
             CValue const& index = mValues[first + i];
             unsigned long const scale = i == 0 ? 1 : rows;
             if (index.constant) {
-                if (!(index.value >= 0 && index.value < static_cast<double>(limits[i]) &&
-                      index.value == std::trunc(index.value))) {
+                if (!isElementInside(index.value, 0.0, limits[i], 1)) {
                     failure = ErrorId::IndexOutOfRange;
                     return false;
                 }

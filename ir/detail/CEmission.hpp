@@ -109,6 +109,10 @@ private:
     unsigned mDispatches = 0;
 };
 
+/// Whether `function` has a C function: a signature, and only variables in its input and
+/// output scopes.
+bool hasCFunction(Function const& function);
+
 /// The names and forms of a function's parameters: inputs in order, then outputs.
 struct CParameter {
     std::string name;

@@ -4,9 +4,17 @@
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
 #include "ir/detail/CEmission.hpp"
+#include "ir/detail/Shape.hpp"
 
 namespace sxir {
 namespace detail {
+
+bool hasCFunction(Function const& function)
+{
+    // Preparation's rule: other items that a reporter that returned let into the scopes make no signature.
+    return function.hasSignature() && declaresOnlyVariables(function.getFunctionScope(FunctionScopeType::Input)) &&
+           declaresOnlyVariables(function.getFunctionScope(FunctionScopeType::Output));
+}
 
 unsigned CSource::add(CItem item)
 {
@@ -29,7 +37,7 @@ void CSource::nameOwnItems()
             item.variable = variable;
             item.shape = mSignatures.shapeOf(variable->getType());
         } else if (auto const* function = dynamic_cast<Function const*>(&declared)) {
-            if (!function->hasSignature()) {
+            if (!hasCFunction(*function)) {
                 continue;
             }
             item.kind = CItem::Function;
@@ -76,7 +84,7 @@ unsigned CSource::functionItem(Function const& function, CNameTable const* scope
     if (found != mByObject.end()) {
         return found->second;
     }
-    if (&function.getContext() != &mModule.getContext() || !function.hasSignature()) {
+    if (&function.getContext() != &mModule.getContext() || !hasCFunction(function)) {
         return ~0u;
     }
     CItem item;

@@ -16,9 +16,12 @@ namespace detail {
 
 namespace {
 
-Type const& parameterType(Scope const& scope, unsigned long position)
+/// The type of parameter `position`, or null for an item other than a variable, which a
+/// reporter that returned let in (it has no value: a parameter of no form).
+Type const* parameterType(Scope const& scope, unsigned long position)
 {
-    return static_cast<Variable const*>(scope.getGenericScopeItem(position))->getType();
+    auto const* variable = dynamic_cast<Variable const*>(scope.getGenericScopeItem(position));
+    return variable != nullptr ? &variable->getType() : nullptr;
 }
 
 /// The form of a type that is not a signature.
@@ -68,11 +71,11 @@ struct KeyWalk {
         unsigned long const inputs = frame.inputs->getNumScopeItems();
         while (frame.next < inputs + frame.outputs->getNumScopeItems()) {
             unsigned long const position = frame.next++;
-            Type const& type = position < inputs ? parameterType(*frame.inputs, position)
+            Type const* type = position < inputs ? parameterType(*frame.inputs, position)
                                                  : parameterType(*frame.outputs, position - inputs);
-            if (type.getTypeId() == TypeId::FunctionSignature && known.count(&type) == 0) {
-                auto const& signature = static_cast<FunctionSignature const&>(type);
-                child = Frame{&type, &signature.getScope(FunctionIoScopeType::Input),
+            if (type != nullptr && type->getTypeId() == TypeId::FunctionSignature && known.count(type) == 0) {
+                auto const& signature = static_cast<FunctionSignature const&>(*type);
+                child = Frame{type, &signature.getScope(FunctionIoScopeType::Input),
                               &signature.getScope(FunctionIoScopeType::Output), 0};
                 return Step::Descend;
             }
@@ -105,7 +108,8 @@ unsigned CSignatures::keyOfScopes(Scope const& inputs, Scope const& outputs, std
         for (Scope const* scope : {frame.inputs, frame.outputs}) {
             std::vector<CShape>& list = scope == frame.inputs ? signature.inputs : signature.outputs;
             for (unsigned long i = 0; i < scope->getNumScopeItems(); ++i) {
-                list.push_back(shapeOfKnown(parameterType(*scope, i)));
+                Type const* type = parameterType(*scope, i);
+                list.push_back(type != nullptr ? shapeOfKnown(*type) : CShape());
             }
         }
         signature.description = frame.type != nullptr ? frame.type->asString("") : description;

@@ -153,9 +153,10 @@ TEST_F(CEmitterText, ASharedNodeIsComputedOnceWhereNothingBetweenItsUsesCanChang
     Expression const x = use(f, "x");
     Expression const product = x * n;
     Expression const call = use(f, "g") << x;
-    // Without calls: once. With a call, the node that reads n at each use, and the call at each use.
+    // Without calls: once. Beside a call, the node that reads n once up to the call and once after
+    // it, since the call may change n; the call at each use.
     *use(f, "y") = product + product;
-    *use(f, "z") = product + call;
+    *use(f, "z") = ((product + product) + call) + product;
     *use(f, "w") = call - call;
     EXPECT_EQ(definitions(module).substr(definitions(module).find("void f")),
               "void f(real_T x, real_T *y, real_T *z, real_T *w)\n"
@@ -163,9 +164,12 @@ TEST_F(CEmitterText, ASharedNodeIsComputedOnceWhereNothingBetweenItsUsesCanChang
               "    real_T t1 = (x * n);\n"
               "    *y = (t1 + t1);\n"
               "    real_T t2 = n;\n"
+              "    real_T t3 = (x * t2);\n"
               "    real_T g_b;\n"
               "    g(x, &g_b);\n"
-              "    *z = ((x * t2) + g_b);\n"
+              "    real_T t4 = n;\n"
+              "    real_T t5 = (x * t4);\n"
+              "    *z = (((t3 + t3) + g_b) + t5);\n"
               "    real_T g_b_1;\n"
               "    g(x, &g_b_1);\n"
               "    real_T g_b_2;\n"
