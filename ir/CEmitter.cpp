@@ -144,12 +144,13 @@ CCode CEmitter::emit(Module const& module) const
             header += "\n" + comment(function->getName() + " has no signature: it has no C function");
         }
     }
-    std::string definitions;
+    // One text per definition, joined once at the end: the definitions are most of the text.
+    std::vector<std::string> definitions;
     for (Definition const& definition : own) {
         Function const& function = *source.item(definition.item).function;
         header += "\n" + comment(declarationText(function)) + prototype(source, definition, true) + ";\n";
-        definitions += "\n" + comment(declarationText(function));
-        define(source, definition, definitions);
+        definitions.push_back("\n" + comment(declarationText(function)));
+        define(source, definition, definitions.back());
     }
     header += "\n#endif\n";
 
@@ -218,11 +219,17 @@ CCode CEmitter::emit(Module const& module) const
     if (!prototypes.empty()) {
         text += "\n" + prototypes;
     }
-    // The definitions are most of the text: the rest goes in front of them, not the reverse.
-    definitions.insert(0, text);
-    definitions += statics;
-    definitions += listing;
-    return CCode{header, std::move(definitions)};
+    std::size_t size = text.size() + statics.size() + listing.size();
+    for (std::string const& definition : definitions) {
+        size += definition.size();
+    }
+    text.reserve(size);
+    for (std::string const& definition : definitions) {
+        text += definition;
+    }
+    text += statics;
+    text += listing;
+    return CCode{header, std::move(text)};
 }
 
 } // namespace sxir

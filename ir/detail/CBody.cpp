@@ -9,9 +9,7 @@
 #include "ir/Function.hpp"
 #include "ir/FunctionSignature.hpp"
 #include "ir/IfStatement.hpp"
-#include "ir/MatrixType.hpp"
 #include "ir/Scope.hpp"
-#include "ir/ScopeConfiguration.hpp"
 #include "ir/detail/CEmission.hpp"
 #include "ir/detail/NodeMemo.hpp"
 #include "ir/detail/Printing.hpp"
@@ -21,7 +19,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <new>
 #include <memory>
 #include <unordered_map>
 
@@ -175,22 +177,27 @@ public:
     void truncate(std::size_t size) { mSize = size; }
     std::string_view view() const { return std::string_view(mStorage.get(), mSize); }
     operator std::string_view() const { return view(); }
-    char operator[](std::size_t position) const { return mStorage[position]; }
+    char operator[](std::size_t position) const { return mStorage.get()[position]; }
 
 private:
     void grow(std::size_t length)
     {
-        // Not a string's resize, which would first fill what is about to be written.
+        // Not a string's resize, which would first fill what is about to be written; and realloc,
+        // which moves a large block by remapping its pages rather than copying them.
         std::size_t const capacity = std::max(2 * mCapacity + 64, mSize + length);
-        std::unique_ptr<char[]> storage(new char[capacity]);
-        if (mSize != 0) {
-            std::memcpy(storage.get(), mStorage.get(), mSize);
+        void* const storage = std::realloc(mStorage.get(), capacity);
+        if (storage == nullptr) {
+            throw std::bad_alloc();
         }
-        mStorage = std::move(storage);
+        static_cast<void>(mStorage.release());
+        mStorage.reset(static_cast<char*>(storage));
         mCapacity = capacity;
     }
 
-    std::unique_ptr<char[]> mStorage;
+    struct Free {
+        void operator()(char* storage) const { std::free(storage); }
+    };
+    std::unique_ptr<char, Free> mStorage;
     std::size_t mSize = 0;
     std::size_t mCapacity = 0;
 };
@@ -373,11 +380,11 @@ public:
     CSource& source() { return mSource; }
     CNameTable const& names() const { return mNames; }
     Text& body() { return mOut; }
+    void noteHelperCall(bool may) { mMayCallHelpers = mMayCallHelpers || may; }
     Function const& function() const { return mFunction; }
     bool holdsCall() const { return mHoldsCall; }
     void restart() { mRestart = true; }
     std::vector<CValue>& values() { return mValues; }
-    Text& text() { return mText; }
     Text& scratch() { return mScratch; }
     /// The text of value `index` of the stack.
     std::string_view valueText(std::size_t index) const
@@ -398,7 +405,13 @@ public:
     std::string temporary(std::string_view stem);
     void line(std::string_view text);
     void noteUse(unsigned item) { mUses.push_back(item); }
-    void noteRead(unsigned variable) { mReads.push_back(variable); }
+    void noteRead(unsigned variable)
+    {
+        // A variable read once stays read: only a first read needs keeping until the statement commits.
+        if (!mVariables[variable].read) {
+            mReads.push_back(variable);
+        }
+    }
     void noteStringFunctions() { mStringFunctions = true; }
     ExpressionData const* memoKey(ExpressionData const& node, Children const& children) const
     {
@@ -486,6 +499,11 @@ private:
     CNameTable& mNames;
     std::vector<VariableInfo> mVariables;
     NodeMemo<unsigned> mVariableIndex; ///< by variable, its index in mVariables
+    struct CachedVariable {
+        Variable const* variable;
+        unsigned index;
+    };
+    CachedVariable mCache[64] = {};
     Text mOut;
     std::string mIndent;
     unsigned mDepth = 0;
@@ -505,6 +523,8 @@ private:
     std::vector<unsigned> mReads;
     std::vector<std::string> mTemporaries;
     std::size_t mStatementStart = 0; ///< where the statement's text starts in the body
+    /// The statement's text may call a helper: the direct way writes one only for an elementary function.
+    bool mMayCallHelpers = true;
     bool mStringFunctions = false;
     unsigned long mCounter = 1;
     bool mTopLevelOpen = true;
@@ -758,8 +778,15 @@ BodyEmitter::BodyEmitter(CSource& source, Function const& function, std::vector<
 
 VariableInfo* BodyEmitter::variable(Variable const& variable, unsigned& index)
 {
+    // Most reads are of a few variables again and again: a direct-mapped cache goes before the index.
+    CachedVariable& cached = mCache[(reinterpret_cast<std::uintptr_t>(&variable) >> 4) % std::size(mCache)];
+    if (cached.variable == &variable) {
+        index = cached.index;
+        return &mVariables[index];
+    }
     if (unsigned const* found = mVariableIndex.find(&variable)) {
         index = *found;
+        cached = CachedVariable{&variable, index};
         return &mVariables[index];
     }
     if (!isModuleVariable(variable)) {
@@ -837,10 +864,13 @@ unsigned long DirectWriter::enter(ExpressionData const* node, Children const& ch
         if (constant.getType() == nullptr || constant.getType()->getType() != sxu::DataTypeId::Real) {
             return sStopWalk;
         }
-        NodeAccess::forScalar(constant, [&out](auto const& scalar) {
-            out += cConstant(sxu::DataTypeId::Real, static_cast<double>(std::get<0>(scalar.fields()))).text;
+        // A client's own constant class has no value here: the general way gives it one.
+        bool const scalar = NodeAccess::forScalar(constant, [this, &out](auto const& value) {
+            CFragment const text = cConstant(sxu::DataTypeId::Real, static_cast<double>(std::get<0>(value.fields())));
+            mBody.noteHelperCall(text.helpers != 0); // a NaN keeps its bits through a helper
+            out += text.text;
         });
-        return 0;
+        return scalar ? 0 : sStopWalk;
     }
     case ExpressionDataType::Operator: {
         // Real operands give real values, but for relations and logical operations; operations on
@@ -854,6 +884,8 @@ unsigned long DirectWriter::enter(ExpressionData const* node, Children const& ch
         if (!real || constants || isSharedInner(*node, children.count) || ++mDepth > sMaxNesting) {
             return sStopWalk;
         }
+        // Only the elementary functions call helpers (sxir_opaque, sxir_sign).
+        mBody.noteHelperCall(op >= OpId::SQRT);
         out += mCuts[op].pieces[0];
         return children.count;
     }
@@ -1346,7 +1378,9 @@ void BodyEmitter::commit()
     }
     // The helpers are those the statement's text calls: a text left out (a constant operand
     // computed now) brings none.
-    mSource.helpers() |= cHelpersCalledIn(mOut.view().substr(mStatementStart));
+    if (mMayCallHelpers) {
+        mSource.helpers() |= cHelpersCalledIn(mOut.view().substr(mStatementStart));
+    }
     mSource.usesStringFunctions() = mSource.usesStringFunctions() || mStringFunctions;
     mUses.clear();
     mReads.clear();
@@ -1594,12 +1628,14 @@ Visit BodyEmitter::visitAssignment(AssignmentStatement const& statement, unsigne
     Mark const start = mark();
     mStatementStart = start.output;
     mHoldsCall = false;
+    mMayCallHelpers = false;
     if (writeDirectly(statement)) {
         trackOutputs(statement, true);
         commit();
         return Visit::Skip;
     }
     rollBack(start);
+    mMayCallHelpers = true;
     for (;;) {
         beginStatement();
         bool const written = writeAssignment(statement, failure);
@@ -1666,6 +1702,7 @@ Visit BodyEmitter::visitIf(IfStatement const& statement, unsigned)
     Mark const start = mark();
     mStatementStart = start.output;
     mHoldsCall = false;
+    mMayCallHelpers = true;
     mTopLevelOpen = false;
     for (;;) {
         beginStatement();
@@ -1758,6 +1795,7 @@ void BodyEmitter::definition(std::string const& name, std::string& text)
             break;
         }
     }
+    text.reserve(text.size() + mOut.size() + 2);
     text += mOut.view();
     text += "}\n";
 }
