@@ -3,6 +3,7 @@
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
 #include "ir/Module.hpp"
+#include "ir/ScopeConfiguration.hpp"
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
 #include "ir/detail/CEmission.hpp"
@@ -59,24 +60,24 @@ std::string declarationText(Function const& function)
     return text;
 }
 
-/// "outer/inner": the modules around `scope`, found from the global scope without recursion.
-std::string modulePath(Context const& context, Scope const& scope)
+/// "outer/inner": the modules around `scope`, a module's scope, found going outward.
+std::string modulePath(Scope const& scope)
 {
-    std::vector<std::pair<Scope const*, std::string>> pending{{&context.getGlobalScope(), std::string()}};
-    while (!pending.empty()) {
-        auto const [current, path] = pending.back();
-        pending.pop_back();
-        for (unsigned long i = 0; i < current->getNumScopeItems(); ++i) {
-            if (auto const* module = dynamic_cast<Module const*>(current->getGenericScopeItem(i))) {
-                std::string const inner = path.empty() ? std::string(module->getName()) : path + "/" + module->getName();
-                if (&module->getModuleScope() == &scope) {
-                    return inner;
-                }
-                pending.emplace_back(&module->getModuleScope(), inner);
-            }
+    std::string path;
+    for (Scope const* inner = &scope; inner != nullptr;) {
+        Scope const* outer = inner->getScopeData().getConfiguration().getParentScope();
+        Module const* found = nullptr;
+        for (unsigned long i = 0; outer != nullptr && found == nullptr && i < outer->getNumScopeItems(); ++i) {
+            auto const* module = dynamic_cast<Module const*>(outer->getGenericScopeItem(i));
+            found = module != nullptr && &module->getModuleScope() == inner ? module : nullptr;
         }
+        if (found == nullptr) {
+            break;
+        }
+        path = path.empty() ? std::string(found->getName()) : found->getName() + "/" + path;
+        inner = outer;
     }
-    return "another context";
+    return path;
 }
 
 /// A function the source defines, with its parameters.
@@ -166,7 +167,7 @@ CCode CEmitter::emit(Module const& module) const
             if (item.kind == CItem::Function) {
                 Definition const definition = prepare(source, index);
                 Function const& function = *item.function;
-                std::string const where = modulePath(module.getContext(), function.getParentScope());
+                std::string const where = modulePath(function.getParentScope());
                 prototypes += "static " + prototype(source, definition, false) + ";\n";
                 statics += "\n" + comment(declarationText(function) + ", of module " + where) + "static ";
                 define(source, definition, statics);
@@ -204,7 +205,7 @@ CCode CEmitter::emit(Module const& module) const
     for (CItem const& item : source.items()) {
         if (item.kind == CItem::Variable && item.used) {
             std::string const where =
-                item.own ? std::string() : " /* of module " + modulePath(module.getContext(), item.variable->getParentScope()) + " */";
+                item.own ? std::string() : " /* of module " + modulePath(item.variable->getParentScope()) + " */";
             variables += "static " + source.signatures().object(item.shape, item.name) + ";" + where + "\n";
         }
     }
