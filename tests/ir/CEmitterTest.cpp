@@ -939,7 +939,7 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
 {
     // What the generator does not write: stores into an element of an element and a range of a range,
     // a call of a call's value, a call through a variable whose type changed after the call was
-    // written, and a function value copied between signatures of other forms.
+    // written, a function value copied between signatures of other forms, and recursion.
     sxir::ThrowingRuntimeEnvironment env;
     std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
     auto& real = context->getBuiltinType(T::Real);
@@ -985,11 +985,17 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
     *f.expression("z") = through;
     // The variable's type changes after the call through it was written: the call keeps its signature.
     static_cast<sxir::Variable*>(locals.lookupGenericScopeItem("h"))->setType(truncate.getSignature());
+    // depth(n) calls itself n deep.
+    sxir::Function& depth = function("depth", {{"n", &real}}, {{"d", &int32}});
+    depth.If(depth.expression("n") > 0.0);
+    *depth.expression("d") = (depth.expression("depth") << depth.expression("n") - 1.0) + 1;
+    depth.End();
     std::vector<CRun> runs;
     for (double const xs : {7.5, -7.5, nan, 3e9}) {
         for (double const ks : {1.0, -1.0}) {
             runs.push_back(CRun{&f, {sxir::Value(T::Real, xs), sxir::Value(T::Real, ks)}});
         }
+        runs.push_back(CRun{&depth, {sxir::Value(T::Real, xs > 100 ? 25.0 : xs)}});
     }
     sxir_test::ScratchDirectory directory;
     sxir_test::CompiledRuns compiled(directory.path());
