@@ -1,8 +1,8 @@
 // Speed and memory of sxir on the shared workload (see Workload.hpp): building a
 // function body through the client API, printing it, comparing two bodies,
 // cloning the function into another context, destroying it, the bytes a statement
-// takes, running it, hashing its statements, verifying it, and both hoisting passes
-// on ifs of n pairs of assignments.
+// takes, running it, hashing its statements, verifying it, emitting it as C, and
+// both hoisting passes on ifs of n pairs of assignments.
 //
 // Everything runs on the calling thread's ordinary stack: the library walks
 // statements and expressions with explicit stacks and must not need more.
@@ -123,6 +123,13 @@ SXIR_BENCH_MEASURED std::size_t measuredPrint(std::vector<sxir::Function*> const
     return length;
 }
 
+SXIR_BENCH_MEASURED std::size_t measuredEmit(sxir::Module const& module)
+{
+    sxir::CCode const code = sxir::CEmitter().emit(module);
+    benchmark::DoNotOptimize(code.source.data());
+    return code.source.size();
+}
+
 SXIR_BENCH_MEASURED void measuredClone(sxir::Scope& target, std::vector<sxir::Function*> const& functions)
 {
     for (sxir::Function const* function : functions) {
@@ -198,6 +205,34 @@ void runPrint(benchmark::State& state, long size)
     }
     state.counters["bytes_per_stmt_text"] = static_cast<double>(length) / static_cast<double>(size);
     bench::setStatementCounters(state, static_cast<long>(bodies.functions.size()) * size);
+}
+
+void runEmit(benchmark::State& state, long size)
+{
+    Bodies const& bodies = bench::reuse<Bodies>("emit/" + std::to_string(size), [size] {
+        return std::make_unique<Bodies>(bench::bodiesPerIteration(size), size);
+    });
+    long const count = static_cast<long>(bodies.functions.size());
+    {
+        // The last function's last statement, one C statement as written.
+        bench::Shape const s = bench::shapeOf(static_cast<unsigned long>(size - 1));
+        std::string const last = "    v" + std::to_string(s.target) + " = (((v" + std::to_string(s.a) + " + v" +
+                                 std::to_string(s.b) + ") * v" + std::to_string(s.c) + ") - v" + std::to_string(s.d) +
+                                 ");\n}\n";
+        std::string const source = sxir::CEmitter().emit(*bodies.module).source;
+        if (source.size() < last.size() || source.compare(source.size() - last.size(), last.size(), last) != 0 ||
+            source.find("void f" + std::to_string(count - 1) + "(void)") == std::string::npos) {
+            state.SkipWithError("the C text lacks the functions or their statements");
+            return;
+        }
+    }
+    std::size_t length = 0;
+    for (auto _ : state) {
+        length = measuredEmit(*bodies.module);
+    }
+    state.counters["bytes_per_stmt_text"] =
+        static_cast<double>(length) / (static_cast<double>(count) * static_cast<double>(size));
+    bench::setStatementCounters(state, count * size);
 }
 
 /// Pairs of independently built bodies over the same locals: the first of a pair
@@ -544,6 +579,7 @@ int main(int argc, char** argv)
     bench::registerSizes("sxir", "prepare", runPrepare);
     bench::registerSizes("sxir", "hash", runHash);
     bench::registerSizes("sxir", "verify", runVerify);
+    bench::registerSizes("sxir", "emit", runEmit);
     registerHoisting();
     return bench::runBenchmarks(argc, argv);
 }

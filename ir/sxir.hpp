@@ -15,6 +15,7 @@
 #include "ir/AuxiliaryData.hpp"
 #include "ir/Base.hpp"
 #include "ir/BuiltinType.hpp"
+#include "ir/CEmitter.hpp"
 #include "ir/CodeHoistor.hpp"
 #include "ir/Colon.hpp"
 #include "ir/CompoundStatement.hpp"

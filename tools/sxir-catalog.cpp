@@ -1,5 +1,6 @@
 // sxir-catalog: prints the sample modules of the test catalog, optionally hoisted or cloned; runs or verifies them.
 #include "ir/BuiltinType.hpp"
+#include "ir/CEmitter.hpp"
 #include "ir/CodeHoistor.hpp"
 #include "ir/Context.hpp"
 #include "ir/Function.hpp"
@@ -16,6 +17,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -26,6 +29,7 @@ namespace {
 char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clone] [NAME...]\n"
                            "       sxir-catalog --run NAME [VALUE...]\n"
                            "       sxir-catalog --verify NAME...\n"
+                           "       sxir-catalog --emit-c NAME [--out DIR] [--force]\n"
                            "       sxir-catalog --list | --help | --version\n"
                            "\n"
                            "Prints the sample modules of the sxir test catalog, each after a line\n"
@@ -44,6 +48,9 @@ char const* const sUsage = "Usage: sxir-catalog [--hoist | --hoist=safe] [--clon
                            "  --verify   print what the verifier finds in each sample, one line each\n"
                            "             (\"ID: PATH: MESSAGE\"; nothing for a sample without faults) and exit\n"
                            "             with status 1 when it finds anything; it comes first too\n"
+                           "  --emit-c   print the sample's module as C, its header then its source; with\n"
+                           "             --out DIR, write them to DIR/<module>.h and DIR/<module>.c instead,\n"
+                           "             replacing existing files only with --force; it comes first too\n"
                            "\n"
                            "--list, --help and --version each stand alone.\n";
 
@@ -91,7 +98,7 @@ bool parse(int argc, char** argv, std::vector<sxu::string> const& valid, Command
             command.hoist = hoist;
         } else if (argument == "--clone") {
             command.clone = true;
-        } else if (argument == "--run" || argument == "--verify") {
+        } else if (argument == "--run" || argument == "--verify" || argument == "--emit-c") {
             std::cerr << "sxir-catalog: '" << argument << "' comes first and takes the rest of the line\n"
                       << "Try 'sxir-catalog --help'.\n";
             return false;
@@ -239,6 +246,74 @@ ExitStatus runSample(int argc, char** argv, std::vector<sxu::string> const& vali
     return Success;
 }
 
+/// Writes `text` to `path`; false with a message when it cannot.
+bool writeFile(std::filesystem::path const& path, std::string const& text)
+{
+    std::ofstream out(path, std::ios::binary);
+    out << text;
+    out.close();
+    if (!out) {
+        std::cerr << "sxir-catalog: cannot write '" << path.string() << "'\n";
+        return false;
+    }
+    return true;
+}
+
+/// `--emit-c NAME [--out DIR] [--force]`: the sample's module as C, printed or written to DIR.
+ExitStatus emitSample(int argc, char** argv, std::vector<sxu::string> const& valid)
+{
+    std::string name;
+    std::string directory;
+    bool force = false;
+    for (int i = 2; i < argc; ++i) {
+        std::string const argument = argv[i];
+        if (argument == "--force") {
+            force = true;
+        } else if (argument == "--out" && i + 1 < argc && directory.empty()) {
+            directory = argv[++i];
+        } else if (argument[0] != '-' && name.empty() && std::find(valid.begin(), valid.end(), argument) != valid.end()) {
+            name = argument;
+        } else {
+            std::cerr << "sxir-catalog: --emit-c takes a sample's name, and optionally --out DIR and --force; got '"
+                      << argument << "'\nTry 'sxir-catalog --help'.\n";
+            return BadCommandLine;
+        }
+    }
+    if (name.empty()) {
+        std::cerr << "sxir-catalog: --emit-c needs the name of a sample; try 'sxir-catalog --list'\n";
+        return BadCommandLine;
+    }
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    sxir::CCode const code = sxir::CEmitter().emit(*sxir::TestCatalog::get()->createModule(name, *context));
+    if (directory.empty()) {
+        std::cout << code.header << '\n' << code.source;
+        return Success;
+    }
+    // The header under the name the source includes.
+    std::string const include = "#include \"";
+    std::size_t const start = code.source.find(include) + include.size();
+    std::string const header = code.source.substr(start, code.source.find('"', start) - start);
+    std::filesystem::path const paths[] = {std::filesystem::path(directory) / header,
+                                           std::filesystem::path(directory) / (header.substr(0, header.size() - 2) + ".c")};
+    std::error_code error;
+    if (!std::filesystem::is_directory(directory, error)) {
+        std::cerr << "sxir-catalog: '" << directory << "' is not a directory\n";
+        return BadCommandLine;
+    }
+    for (auto const& path : paths) {
+        if (!force && std::filesystem::exists(path, error)) {
+            std::cerr << "sxir-catalog: '" << path.string() << "' exists; --force replaces it\n";
+            return BadCommandLine;
+        }
+    }
+    if (!writeFile(paths[0], code.header) || !writeFile(paths[1], code.source)) {
+        return BadCommandLine;
+    }
+    std::cout << paths[0].string() << '\n' << paths[1].string() << '\n';
+    return Success;
+}
+
 /// `--verify NAME...`: what the verifier finds in each sample, one line each.
 ExitStatus verifySamples(int argc, char** argv, std::vector<sxu::string> const& valid)
 {
@@ -271,13 +346,16 @@ int main(int argc, char** argv)
 {
     std::vector<sxu::string> const valid = sxir::TestCatalog::get()->getEntryNames();
     CommandLine command;
-    bool const running = argc > 1 && std::string(argv[1]) == "--run";
-    bool const verifying = argc > 1 && std::string(argv[1]) == "--verify";
-    if (!running && !verifying && !parse(argc, argv, valid, command)) {
+    std::string const first = argc > 1 ? argv[1] : "";
+    bool const running = first == "--run";
+    bool const verifying = first == "--verify";
+    bool const emitting = first == "--emit-c";
+    if (!running && !verifying && !emitting && !parse(argc, argv, valid, command)) {
         return BadCommandLine;
     }
     ExitStatus const status = running     ? runSample(argc, argv, valid)
                               : verifying ? verifySamples(argc, argv, valid)
+                              : emitting  ? emitSample(argc, argv, valid)
                                           : run(command, valid);
     // Output that never arrived (a full disk, a closed pipe) is a failure, whatever was printed.
     errno = 0;

@@ -134,7 +134,8 @@ constexpr char const* sConversionTexts[sCount][sCount] = {
 
 // Each operation by operation type (boolean, real, int32, uint32, char_T), in OpId order.
 // Relations compare same-typed operands, which C does exactly; & and | instead of && and ||
-// evaluate both operands.
+// evaluate both operands, on int operands, since a compiler would suggest && and || for
+// truth values whose evaluation may have effects (a call).
 // clang-format off
 #define SXIR_EACH_TYPE(text) {nullptr, text, text, text, nullptr}
 #define SXIR_PER_TYPE(real, int32, uint32) {nullptr, real, int32, uint32, nullptr}
@@ -144,8 +145,8 @@ constexpr char const* sConversionTexts[sCount][sCount] = {
 
 constexpr char const* sOperationTexts[OpId::Count][sCount] = {
     SXIR_EACH_TYPE("((boolean_T)($0 == 0))"),
-    SXIR_EACH_TYPE("((boolean_T)(($0 != 0) & ($1 != 0)))"),
-    SXIR_EACH_TYPE("((boolean_T)(($0 != 0) | ($1 != 0)))"),
+    SXIR_EACH_TYPE("((boolean_T)((int)($0 != 0) & (int)($1 != 0)))"),
+    SXIR_EACH_TYPE("((boolean_T)((int)($0 != 0) | (int)($1 != 0)))"),
     SXIR_PER_TYPE("(-$0)", "sxir_neg_i32($0)", "(0u - $0)"),
     SXIR_PER_TYPE("($0 + $1)", "sxir_add_i32($0, $1)", "($0 + $1)"),
     SXIR_PER_TYPE("($0 - $1)", "sxir_sub_i32($0, $1)", "($0 - $1)"),
@@ -284,6 +285,24 @@ void cExpand(std::string& out, std::string const& text, std::string_view operand
         start = at + 2;
     }
     out.append(text, start, std::string::npos);
+}
+
+CHelperSet cHelpersCalledIn(std::string_view text)
+{
+    CHelperSet set = 0;
+    for (std::size_t at = text.find("sxir_"); at != std::string_view::npos; at = text.find("sxir_", at + 5)) {
+        char const before = at == 0 ? ' ' : text[at - 1];
+        if ((before >= 'a' && before <= 'z') || (before >= 'A' && before <= 'Z') || (before >= '0' && before <= '9') ||
+            before == '_') {
+            continue;
+        }
+        for (std::size_t i = 0; i < sHelperCount; ++i) {
+            set |= text.substr(at).compare(0, std::strlen(sHelpers[i].name), sHelpers[i].name) == 0
+                       ? CHelperSet(1) << i
+                       : 0;
+        }
+    }
+    return set;
 }
 
 std::string cHelperDefinitions(CHelperSet helpers)

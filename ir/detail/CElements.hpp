@@ -51,6 +51,9 @@ SXIR_API CFragment cConstant(DataType type, double value);
 SXIR_API void cExpand(std::string& out, std::string const& text, std::string_view operand0,
                       std::string_view operand1 = {});
 
+/// The helpers that C text `text` calls.
+SXIR_API CHelperSet cHelpersCalledIn(std::string_view text);
+
 /// The definitions of the helpers in `helpers` and of those they call, in an order in which
 /// each follows what it calls; each is static inline, so an unused one costs nothing. Empty
 /// for an empty set. sxir_opaque hides a value from the compiler: a compiler may evaluate

@@ -15,14 +15,20 @@
 // Faults that only a check finds (assignments to what is not storage, constant
 // indices outside their matrix) are made on purpose too: the verifier must flag
 // each, and where it finds nothing, no run may fail but for what only a run knows.
+//
+// With SXIR_FUZZ_COMPILE=1 in the environment, each module is also emitted as C,
+// compiled with the system C compiler and its undefined-behaviour sanitizer, and
+// run on the same inputs as the interpreter: every output bit must agree.
 
 #include "ir/sxir.hpp"
+#include "tests/support/CompiledRuns.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -515,6 +521,18 @@ private:
         return text;
     }
 
+    /// The numbers the inputs of runs take, in turn.
+    static std::vector<std::vector<double>> const& patterns()
+    {
+        double const inf = std::numeric_limits<double>::infinity();
+        static std::vector<std::vector<double>> const values = {
+            {0.0},
+            {1.0, -2.0, 0.5, 3.0},
+            {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
+        };
+        return values;
+    }
+
     /// Inputs for `function` from `pattern`, one number per element in turn; false when an input
     /// is a function, which no pattern gives.
     static bool inputsOf(sxir::Function const& function, std::vector<double> const& pattern,
@@ -561,15 +579,9 @@ private:
     /// Every function that can run, on a few inputs each.
     static std::vector<Run> runsOf(std::vector<sxir::Function*> const& functions)
     {
-        double const inf = std::numeric_limits<double>::infinity();
-        std::vector<double> const patterns[] = {
-            {0.0},
-            {1.0, -2.0, 0.5, 3.0},
-            {-0.0, std::numeric_limits<double>::quiet_NaN(), inf, -inf, -2147483648.0, 4294967295.0, 1e10, -129.0},
-        };
         std::vector<Run> runs;
         for (std::size_t k = 0; k < functions.size(); ++k) {
-            for (std::vector<double> const& pattern : patterns) {
+            for (std::vector<double> const& pattern : patterns()) {
                 Run run{k, {}};
                 if (functions[k]->hasSignature() && inputsOf(*functions[k], pattern, run.inputs)) {
                     runs.push_back(std::move(run));
@@ -650,12 +662,38 @@ private:
         return found.empty();
     }
 
+    /// The module as C, compiled and run on the inputs checkRuns gives the interpreter.
+    void checkCompiled(sxir::Module const& module, std::vector<Run> const& planned)
+    {
+        static std::string const compiler = [] {
+            char const* const flag = std::getenv("SXIR_FUZZ_COMPILE");
+            return flag != nullptr && *flag == '1' ? sxir_test::findCCompiler() : std::string();
+        }();
+        if (compiler.empty()) {
+            return;
+        }
+        std::vector<sxir::Function*> const functions = functionsOf(const_cast<sxir::Module&>(module));
+        std::vector<sxir_test::CRun> runs;
+        for (Run const& run : planned) {
+            runs.push_back(sxir_test::CRun{functions[run.function], run.inputs});
+        }
+        sxir_test::ScratchDirectory directory;
+        sxir_test::CompiledRuns compiled(directory.path());
+        if (compiled.add(module, runs) == 0) {
+            return;
+        }
+        std::string const report =
+            compiled.check(compiler, "-O1 -fsanitize=undefined,float-cast-overflow -fno-sanitize-recover=all", 1);
+        check(report.empty(), "the compiled C computes otherwise than the interpreter", report);
+    }
+
     void checkModule(sxir::Module& module)
     {
         sxu::string const text = module.asString();
         check(module.asString() == text, "printing twice gives two texts", text);
         checkClone(module, text);
         auto const [runs, outcomes] = checkRuns(module, checkVerified(module));
+        checkCompiled(module, runs);
         checkSafeHoisting(module, runs, outcomes);
         Survey before;
         for (sxir::Function* function : functionsOf(module)) {

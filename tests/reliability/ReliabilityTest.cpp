@@ -72,6 +72,7 @@ Steps sampleSteps(std::string const& name)
                 sxir::CodeHoistor().analyze(
                     static_cast<sxir::Module&>(*j.target->getGlobalScope().getGenericScopeItem(0)));
                 j.text();
+                sxir::CEmitter().emit(*j.module);
             },
             [](Job& j) {
                 sxir::Scope& scope = j.module->getModuleScope();
@@ -131,8 +132,9 @@ TEST(AllocationFailures, EveryAllocationOfEachOperationFailsInTurn)
     if (!sxu::AllocationFaults::isAvailable()) {
         GTEST_SKIP() << "this build cannot inject allocation failures (SXIR_FAULT_INJECTION is off)";
     }
-    // Each sample built, cloned, hoisted and printed, and run. No sample has an assignment that both branches
-    // of an if perform, and text is held in standard strings: hoisting and printing find no allocation to fail.
+    // Each sample built, cloned, hoisted, printed and emitted as C, and run. No sample has an assignment that
+    // both branches of an if perform, and text is held in standard strings: hoisting, printing and emitting
+    // find no allocation to fail.
     unsigned long points[6] = {};
     for (std::string const& name : sxir::TestCatalog::get()->getEntryNames()) {
         SCOPED_TRACE(name);
@@ -174,7 +176,7 @@ TEST(AllocationFailures, EveryAllocationOfEachOperationFailsInTurn)
     sweep(steps, 0, steps.size() - 1, hoisted, points[3]);
     sweep(steps, steps.size() - 1, steps.size(), hoisted, points[4]);
     std::cout << "allocation failure points: building " << points[0] << ", cloning " << points[1]
-              << ", hoisting and printing " << points[2] << ", running " << points[5] << ", writing " << points[3]
+              << ", hoisting, printing and emitting " << points[2] << ", running " << points[5] << ", writing " << points[3]
               << ", hoisting " << points[4] << "; in total "
               << points[0] + points[1] + points[2] + points[3] + points[4] + points[5] << "\n";
 }
@@ -254,6 +256,50 @@ TEST_F(DeepInput, AMillionStatementsIfsTenThousandDeepAndAnExpressionAMillionDee
     dynamic_cast<AssignmentStatement&>(*deepest).setExpression(AssignmentStatement::RHS, -c);
     EXPECT_FALSE(chain1->isEquivalent(*chain2));
     EXPECT_FALSE(if1->isEquivalent(*body.back()));
+}
+
+TEST_F(DeepInput, EmitsAMillionStatementsAnExpressionAMillionDeepAndIfsTenThousandDeepAsC)
+{
+    sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
+    Expression const x = use(f, "x"), y = use(f, "y"), z = use(f, "z"), w = use(f, "w");
+    for (int i = 0; i < 1000000; ++i) {
+        *y = y + x;
+    }
+    Expression chain = x;
+    for (int level = 0; level < 1000000; ++level) {
+        chain = (level % 2 == 0 ? chain + x : -chain);
+    }
+    *z = chain;
+    for (int level = 0; level < 10000; ++level) {
+        f.If(x > static_cast<double>(level));
+    }
+    *w = 1.0;
+    for (int level = 0; level < 10000; ++level) {
+        f.End();
+    }
+    std::string const source = sxir::CEmitter().emit(module).source;
+    // One C statement per assignment; the chain in temporaries, none of which nests deeper than a C
+    // compiler reads; each if as written.
+    std::size_t statements = 0, temporaries = 0, ifs = 0, deepest = 0;
+    std::size_t start = 0;
+    for (std::size_t end = source.find('\n'); end != std::string::npos; start = end + 1, end = source.find('\n', start)) {
+        std::string_view const line(source.data() + start, end - start);
+        statements += line == "    *y = (*y + x);" ? 1 : 0;
+        temporaries += line.rfind("    real_T t", 0) == 0 ? 1 : 0;
+        ifs += line.find("if (x > ") != std::string_view::npos ? 1 : 0;
+        std::size_t depth = 0;
+        for (char c : line) {
+            depth += c == '(' ? 1 : 0;
+            deepest = std::max(deepest, depth);
+            depth -= c == ')' && depth > 0 ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(statements, 1000000u);
+    EXPECT_EQ(ifs, 10000u);
+    EXPECT_GT(temporaries, 1000000u / 70);
+    EXPECT_LT(temporaries, 1000000u / 30);
+    EXPECT_LE(deepest, 70u);
+    EXPECT_NE(source.find("    *w = 1.0;\n"), std::string::npos);
 }
 
 TEST_F(DeepInput, TheSafePassTakesAnAssignmentOutOfIfsTenThousandDeep)

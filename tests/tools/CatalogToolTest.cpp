@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -127,6 +128,53 @@ TEST(CatalogTool, RunsASamplesLastFunctionOnTheValuesGiven)
         EXPECT_EQ(run.out, "") << arguments;
         EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
     }
+}
+
+TEST(CatalogTool, EmitsASamplesModuleAsCPrintedOrIntoADirectory)
+{
+    std::string const golden = slurp(std::string(SXIR_GOLDEN_DIR) + "/c/times_2_or_3.c");
+    ToolRun const printed = runTool("--emit-c times_2_or_3");
+    EXPECT_EQ(printed.status, 0);
+    EXPECT_EQ(printed.out, golden);
+    EXPECT_EQ(printed.err, "");
+
+    // Into a directory: the header and the source, which replace files only with --force.
+    std::string const directory = ::testing::TempDir() + "emit_c_" + std::to_string(::getpid());
+    std::filesystem::create_directories(directory);
+    std::string const header = directory + "/module.h", source = directory + "/module.c";
+    ToolRun const written = runTool("--emit-c times_2_or_3 --out '" + directory + "'");
+    EXPECT_EQ(written.status, 0) << written.err;
+    EXPECT_EQ(written.out, header + "\n" + source + "\n");
+    EXPECT_EQ(slurp(header) + "\n" + slurp(source), golden);
+    std::ofstream(source) << "kept";
+    ToolRun const refused = runTool("--emit-c times_two --out '" + directory + "'");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("'" + header + "' exists; --force replaces it"), std::string::npos) << refused.err;
+    EXPECT_EQ(slurp(source), "kept");
+    ToolRun const forced = runTool("--force --emit-c times_two --out '" + directory + "'");
+    EXPECT_EQ(forced.status, 2) << "--emit-c comes first";
+    ToolRun const replaced = runTool("--emit-c times_two --force --out '" + directory + "'");
+    EXPECT_EQ(replaced.status, 0) << replaced.err;
+    EXPECT_EQ(slurp(header) + "\n" + slurp(source), slurp(std::string(SXIR_GOLDEN_DIR) + "/c/times_two.c"));
+
+    // A directory that is none, or that cannot be written (not even by root: /proc), is a message and
+    // status 2; so is a bad command line.
+    std::pair<std::string, std::string> const failures[] = {
+        {"--emit-c times_two --out '" + directory + "/none'", "is not a directory"},
+        {"--emit-c times_two --out /proc", "cannot write '/proc/module.h'"},
+        {"--emit-c", "--emit-c needs the name of a sample"},
+        {"--emit-c no_such_sample", "--emit-c takes a sample's name"},
+        {"--emit-c times_two times_two", "--emit-c takes a sample's name"},
+        {"--emit-c times_two --out", "--emit-c takes a sample's name"},
+        {"times_two --emit-c times_two", "'--emit-c' comes first"},
+    };
+    for (auto const& [arguments, message] : failures) {
+        ToolRun const run = runTool(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_NE(run.err.find(message), std::string::npos) << arguments << ": " << run.err;
+    }
+    std::filesystem::remove_all(directory);
 }
 
 TEST(CatalogTool, VerifiesSamplesQuietlyWhenTheyAreCleanAndRefusesWhatIsNoSample)

@@ -1,0 +1,39 @@
+/* C declarations of the functions of module "module", emitted by sxir */
+#ifndef SXIR_module_H
+#define SXIR_module_H
+
+#include <math.h>
+#include <stdint.h>
+
+#if defined(__clang__)
+/* Each operation rounds on its own: no fused multiply-add. */
+#pragma STDC FP_CONTRACT OFF
+#endif
+
+#ifndef SXIR_TYPES_DEFINED
+#define SXIR_TYPES_DEFINED
+typedef unsigned char boolean_T;
+typedef double real_T;
+typedef int32_t int32_T;
+typedef uint32_t uint32_T;
+typedef signed char char_T;
+#endif
+
+/* function [real_T b] = times_2_or_3(real_T a) */
+void times_2_or_3(real_T a, real_T *b);
+
+#endif
+
+/* C definitions of the functions of module "module", emitted by sxir */
+#include "module.h"
+
+/* function [real_T b] = times_2_or_3(real_T a) */
+void times_2_or_3(real_T a, real_T *b)
+{
+    *b = 0;
+    if (a > 0.0) {
+        *b = (a * 2.0);
+    } else {
+        *b = (a * 3.0);
+    }
+}
