@@ -157,10 +157,7 @@ struct Static {
 /// The value of a node whose value is constant.
 double constantValue(ExpressionData const& node)
 {
-    double value = 0.0;
-    NodeAccess::forScalar(static_cast<Constant const&>(node),
-                          [&value](auto const& constant) { value = static_cast<double>(std::get<0>(constant.fields())); });
-    return value;
+    return constantElement(static_cast<Constant const&>(node));
 }
 
 Interface interfaceOf(Static const& value)

@@ -963,14 +963,10 @@ bool ExpressionEmitter::leave(ExpressionData const& node, Children const& childr
 CValue ExpressionEmitter::visitConstant(Constant const& node, CValue const*)
 {
     CValue value;
-    bool const scalar = NodeAccess::forScalar(node, [&value](auto const& constant) {
-        value.value = static_cast<double>(std::get<0>(constant.fields()));
-    });
     if (node.getType() == nullptr) {
         return failed(ErrorId::EvalNotEvaluable);
     }
-    // A client constant class has no value the interpreter knows: it counts as 0.
-    value.value = scalar ? value.value : 0.0;
+    value.value = constantElement(node);
     value.kind = CValue::Scalar;
     value.type = node.getType()->getType();
     value.constant = true;

@@ -744,7 +744,7 @@ Compiled ExpressionCompiler::visitConstant(Constant const& node, Compiled const*
     Compiled value;
     value.place.type = node.getType()->getType();
     value.constant = true;
-    NodeAccess::forScalar(node, [&value](auto const& constant) { value.value = std::get<0>(constant.fields()); });
+    value.value = constantElement(node);
     value.place.slot = mCompiler.constantSlot(value.value);
     return value;
 }

@@ -32,6 +32,14 @@ bool shapeOf(Type const& type, Shape& shape)
     return false;
 }
 
+double constantElement(Constant const& constant)
+{
+    double value = 0.0;
+    NodeAccess::forScalar(constant, [&value](auto const& scalar) { value = static_cast<double>(std::get<0>(scalar.fields())); });
+    DataType const type = constant.getType() != nullptr ? constant.getType()->getType() : sxu::DataTypeId::Real;
+    return convertElement(value, type, type);
+}
+
 bool declaresOnlyVariables(Scope const& scope)
 {
     for (unsigned long i = 0; i < scope.getNumScopeItems(); ++i) {

@@ -9,6 +9,7 @@
 
 namespace sxir {
 
+class Constant;
 class Context;
 class ExpressionData;
 class Function;
@@ -80,6 +81,10 @@ inline Shape rangeShape(Shape matrix, unsigned long first, unsigned long last)
 
 /// What keeps a call of a known function from running, in the order a run finds it out.
 enum class CalleeFault { None, OtherContext, NoSignature, OperandCount, NoOutput };
+
+/// The element a constant stands for, as a value of its type: a boolean constant is 1 when its
+/// byte is not zero; a client's own constant class stands for 0.
+double constantElement(Constant const& constant);
 
 /// Whether every item of `scope` is a variable (a reporter that returns lets other kinds in).
 bool declaresOnlyVariables(Scope const& scope);

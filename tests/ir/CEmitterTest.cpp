@@ -939,7 +939,8 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
 {
     // What the generator does not write: stores into an element of an element and a range of a range,
     // a call of a call's value, a call through a variable whose type changed after the call was
-    // written, a function value copied between signatures of other forms, and recursion.
+    // written, a function value copied between signatures of other forms, recursion, and a boolean
+    // constant whose byte is neither 0 nor 1.
     sxir::ThrowingRuntimeEnvironment env;
     std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
     auto& real = context->getBuiltinType(T::Real);
@@ -990,7 +991,15 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
     depth.If(depth.expression("n") > 0.0);
     *depth.expression("d") = (depth.expression("depth") << depth.expression("n") - 1.0) + 1;
     depth.End();
-    std::vector<CRun> runs;
+    // A boolean constant whose byte is 5 is 1 wherever it goes.
+    auto& boolean = context->getBuiltinType(T::Boolean);
+    sxir::MatrixType const flags2(*context, T::Boolean, sxu::Dimension(2, 1));
+    sxir::Function& flags = function("flags", {}, {{"moved", &boolean}, {"stored", &flags2}, {"sum", &int32}});
+    Expression const five(*context, static_cast<unsigned char>(5));
+    *flags.expression("moved") = five;
+    *flags.expression("stored")(1) = five;
+    *flags.expression("sum") = five + 1;
+    std::vector<CRun> runs{CRun{&flags, {}}};
     for (double const xs : {7.5, -7.5, nan, 3e9}) {
         for (double const ks : {1.0, -1.0}) {
             runs.push_back(CRun{&f, {sxir::Value(T::Real, xs), sxir::Value(T::Real, ks)}});

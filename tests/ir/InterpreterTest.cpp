@@ -204,6 +204,15 @@ TEST_F(InterpreterTest, ArithmeticConvertsAsCDoesAndDefinesWhatCLeavesUndefined)
     EXPECT_EQ(interpreter.run(g, {Value(DataTypeId::Int32, -2147483648.0)}).at(0),
               Value(DataTypeId::Int32, -2147483648.0));
     EXPECT_EQ(interpreter.run(g, {number(-7.9)}).at(0), Value(DataTypeId::Int32, 7));
+    // A boolean constant whose byte is 5 is true, 1, wherever it goes.
+    sxir::MatrixType const flags(*context, DataTypeId::Boolean, Dimension(2, 1));
+    sxir::Function& h = function("h", {}, {{"moved", b}, {"stored", &flags}, {"sum", i32}});
+    Expression const five(*context, static_cast<unsigned char>(5));
+    *h.expression("moved") = five;
+    *h.expression("stored")(1) = five;
+    *h.expression("sum") = five + 1;
+    EXPECT_EQ(interpreter.run(h, {}), (std::vector<Value>{Value(DataTypeId::Boolean, 1), column(DataTypeId::Boolean, {0, 1}),
+                                                           Value(DataTypeId::Int32, 2)}));
 }
 
 TEST_F(InterpreterTest, MatricesSelectColumnMajorAndRangesCopyAsIfThroughATemporary)
