@@ -4,6 +4,7 @@
 #include "ir/Scope.hpp"
 #include "ir/Variable.hpp"
 #include "ir/detail/NodeMemo.hpp"
+#include "ir/detail/Shape.hpp"
 
 #include <functional>
 #include <unordered_set>
@@ -106,7 +107,20 @@ public:
         return 0;
     }
     static unsigned long visitOperator(Operator const&, Children const& children) { return children.count; }
-    unsigned long visitMatrixRef(MatrixRef const&, Children const& children) { return notPlain(children); }
+    unsigned long visitMatrixRef(MatrixRef const&, Children const& children)
+    {
+        // An element at constant indices inside a variable's matrix cannot stop a run.
+        VariableRef const* matrix = children[0] != nullptr ? VariableRef::asSameClass(*children[0]) : nullptr;
+        Shape shape;
+        if (matrix == nullptr || !shapeOf(matrix->getVariable().getType(), shape) || shape.function ||
+            !isConstantIndex(children[1]) || !isConstantIndex(children[2]) ||
+            !isElementInside(constantElement(static_cast<Constant const&>(*children[1])),
+                             constantElement(static_cast<Constant const&>(*children[2])), shape.rows, shape.columns)) {
+            return notPlain(children);
+        }
+        mOut.variables.emplace_back(&matrix->getVariable(), sReads);
+        return 0;
+    }
     unsigned long visitSubMatrix(SubMatrix const&, Children const& children) { return notPlain(children); }
     unsigned long visitCustom(CustomExpressionData const&, Children const& children) { return notPlain(children); }
     unsigned long visitFunctionCall(FunctionCall const&, Children const& children)
@@ -129,6 +143,11 @@ public:
     }
 
 private:
+    static bool isConstantIndex(ExpressionData const* index)
+    {
+        return index != nullptr && index->getExpressionDataType() == ExpressionDataType::Constant &&
+               static_cast<Constant const*>(index)->getType() != nullptr;
+    }
     unsigned long notPlain(Children const& children)
     {
         mPlain = false;

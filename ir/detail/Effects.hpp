@@ -37,8 +37,8 @@ enum Access : unsigned char { sReads = 1, sWrites = 2 };
 ///   it and, for ordering, also reads it (the rest of it is kept). An assignment to anything
 ///   else may stop the run and may read and write every module variable.
 /// - Anything may stop the run with an error except a plain value: a constant of an element
-///   type, a reference to a one-element variable of an element type, and operators over plain
-///   values; an assignment may stop it unless it gives a plain value to a mutable one-element
+///   type, a reference to a one-element variable of an element type, an element at constant
+///   indices inside a variable's matrix, and operators over plain values; an assignment may stop it unless it gives a plain value to a mutable one-element
 ///   variable, or copies a variable into a mutable variable of as many elements.
 /// The variables of a footprint, each once with its Access bits; a few stay in place.
 class VariableUses {

@@ -348,9 +348,15 @@ TEST_F(SafeCodeHoistorTest, NestedIfsAreLookedThroughAndNoEmptyIfThatCanGoRemain
         g.If(v("A")(v("i")) > 0.0);
         g.End();
         g.End();
+        // An element at constant indices inside A cannot stop a run; one outside can.
+        g.If(v("A")(2) > 0.0);
+        g.End();
+        g.If(v("A")(3) > 0.0);
+        g.End();
     });
     Hoisted const texts = hoistBoth();
-    EXPECT_EQ(texts.safe[0], "    y=1\n    if (bump(c)>0)\nend\n\n    if (d>0)\n    if (A(i,0)>0)\nend\n\nend\n\n");
+    EXPECT_EQ(texts.safe[0], "    y=1\n    if (bump(c)>0)\nend\n\n    if (d>0)\n    if (A(i,0)>0)\nend\n\nend\n\n"
+                             "    if (A(3,0)>0)\nend\n\n");
 }
 
 TEST_F(SafeCodeHoistorTest, ACallReachesWhatItsCalleeReachesOnceHoisted)
