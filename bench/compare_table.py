@@ -27,7 +27,8 @@ TARGET_SIZE = 1000000
 
 def load(directory, name):
     path = os.path.join(directory, name + ".json")
-    if not os.path.exists(path):
+    # A benchmark program writes nothing when no benchmark matches its filter.
+    if not os.path.exists(path) or os.path.getsize(path) == 0:
         return []
     with open(path) as handle:
         return json.load(handle).get("benchmarks", [])
@@ -125,13 +126,10 @@ COMPILED_ROW = ("compiled workload, -O2: emitted C", ("c", "emitted"), ("c", "ha
 
 
 def load_all(directory):
-    """{(library, workload, size): entry} from every result file: the medians, or the single runs.
-
-    A file may be empty: a benchmark program writes nothing when no benchmark
-    matches its filter, as for an sxir benchmark that does not exist yet."""
+    """{(library, workload, size): entry} from every result file: the medians, or the single runs."""
     results = {}
     for name in sorted(os.listdir(directory)):
-        if not name.endswith(".json") or os.path.getsize(os.path.join(directory, name)) == 0:
+        if not name.endswith(".json"):
             continue
         for entry in load(directory, name[:-len(".json")]):
             if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
