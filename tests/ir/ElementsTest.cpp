@@ -3,20 +3,18 @@
 #include "ir/detail/Elements.hpp"
 #include "ir/Operator.hpp"
 #include "ir/detail/CElements.hpp"
+#include "tests/support/CompiledRuns.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
 
 namespace {
 
@@ -473,46 +471,15 @@ CProgram const& program()
     return instance;
 }
 
-int shell(std::string const& command)
-{
-    int const status = std::system(command.c_str());
-    return status == -1 || !WIFEXITED(status) ? -1 : WEXITSTATUS(status);
-}
-
-bool onPath(std::string const& program)
-{
-    return shell("command -v '" + program + "' >/dev/null 2>&1") == 0;
-}
-
-std::string readFile(std::filesystem::path const& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-char const* const sStrictC = " -std=c99 -pedantic -Wall -Wextra -Werror";
+using sxir_test::onPath;
+using sxir_test::readFile;
+using sxir_test::shell;
+using sxir_test::sStrictC;
 
 // A scratch directory, and the system C compiler ($CC, or cc).
 class CompiledElements : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        char const* const fromEnvironment = std::getenv("CC");
-        compiler = fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "cc";
-        std::string pattern = (std::filesystem::temp_directory_path() / "sxir_elements_XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        directory = pattern;
-    }
-    void TearDown() override
-    {
-        if (!directory.empty()) {
-            std::filesystem::remove_all(directory);
-        }
-    }
-
-    std::string path(std::string const& name) const { return (directory / name).string(); }
+    std::string path(std::string const& name) const { return (directory.path() / name).string(); }
 
     /// Compiles the program with `compilerCommand` and `flags`, runs it and checks its output.
     void compileRunAndCheck(std::string const& compilerCommand, std::string const& flags)
@@ -526,13 +493,13 @@ protected:
         program().check(readFile(path("out.txt")));
     }
 
-    std::string compiler;
-    std::filesystem::path directory;
+    std::string const compiler = sxir_test::findCCompiler();
+    sxir_test::ScratchDirectory directory;
 };
 
 TEST_F(CompiledElements, OptimizedCComputesWhatTheElementFunctionsCompute)
 {
-    if (!onPath(compiler)) {
+    if (compiler.empty()) {
         GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
     }
     compileRunAndCheck(compiler, "-O2");
@@ -541,11 +508,10 @@ TEST_F(CompiledElements, OptimizedCComputesWhatTheElementFunctionsCompute)
 TEST_F(CompiledElements, UndefinedBehaviourSanitizerStaysSilent)
 {
     std::string const flags = "-O1 -fsanitize=undefined,float-cast-overflow -fno-sanitize-recover=all";
-    if (!onPath(compiler)) {
+    if (compiler.empty()) {
         GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
     }
-    std::ofstream(path("probe.c")) << "int main(void) { return 0; }\n";
-    if (shell(compiler + " " + flags + " " + path("probe.c") + " -o " + path("probe") + " 2>/dev/null") != 0) {
+    if (!sxir_test::compilerAccepts(compiler, flags)) {
         GTEST_SKIP() << compiler << " does not build with " << flags;
     }
     compileRunAndCheck(compiler, flags);
@@ -561,7 +527,7 @@ TEST_F(CompiledElements, ClangAcceptsTheTextAndComputesTheSame)
 
 TEST_F(CompiledElements, EachHelperCompilesWithOnlyWhatItsSetBrings)
 {
-    if (!onPath(compiler)) {
+    if (compiler.empty()) {
         GTEST_SKIP() << "no C compiler: neither $CC nor cc is on the path";
     }
     std::string files;
