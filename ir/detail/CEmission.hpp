@@ -91,6 +91,11 @@ private:
     /// such a call fails in a run.
     bool callConverted(unsigned function, std::vector<CShape> const& forms, std::vector<std::string> const& operands,
                        CShape const& last, std::string const& result, std::string& body);
+    /// The statements that call `callee`, of `signature`, with `operands` of forms `forms` converted
+    /// as it takes them, and store its last output, converted to `last`, through `result`.
+    void callAndConvert(std::string const& callee, CSignature const& signature, std::vector<CShape> const& forms,
+                        std::vector<std::string> const& operands, CShape const& last, std::string const& result,
+                        std::string& body);
     /// `text`, a value of form `from`, as an argument of form `to`: its text, or a temporary
     /// `name` filled by statements appended to `body`.
     std::string convertArgument(CShape const& from, std::string const& text, CShape const& to,

@@ -302,6 +302,14 @@ bool CSource::callConverted(unsigned function, std::vector<CShape> const& forms,
         }
     }
     use(function);
+    callAndConvert(callee.name, signature, forms, operands, last, result, body);
+    return true;
+}
+
+void CSource::callAndConvert(std::string const& callee, CSignature const& signature, std::vector<CShape> const& forms,
+                             std::vector<std::string> const& operands, CShape const& last, std::string const& result,
+                             std::string& body)
+{
     std::string arguments;
     for (std::size_t i = 0; i < forms.size(); ++i) {
         arguments += i == 0 ? "" : ", ";
@@ -318,7 +326,7 @@ bool CSource::callConverted(unsigned function, std::vector<CShape> const& forms,
         body += "    " + mSignatures.object(output, name) + ";\n";
         arguments += output.kind == CShape::Array ? name : "&" + name;
     }
-    body += "    " + callee.name + "(" + arguments + ");\n";
+    body += "    " + callee + "(" + arguments + ");\n";
     // The last output, converted as the interpreter converts a call's value.
     CShape const& given = signature.outputs.back();
     std::string const value = numbered("sxir_o", signature.outputs.size() - 1);
@@ -331,7 +339,6 @@ bool CSource::callConverted(unsigned function, std::vector<CShape> const& forms,
     } else {
         body += "    *" + result + " = " + convertArgument(given, value, last, "sxir_value", body) + ";\n";
     }
-    return true;
 }
 
 std::string CSource::head(CItem const& item) const
@@ -460,35 +467,8 @@ std::string CSource::defineDispatch(CItem const& item)
         text += "        return;\n    }\n";
     }
     // Any other function it holds has the type's own form.
-    std::string arguments;
     std::string body;
-    for (std::size_t i = 0; i < forms.size(); ++i) {
-        arguments += i == 0 ? "" : ", ";
-        arguments += convertArgument(forms[i], operands[i], signature.inputs[i], numbered("sxir_t", i), body);
-    }
-    for (std::size_t i = 0; i < signature.outputs.size(); ++i) {
-        CShape const& output = signature.outputs[i];
-        std::string const name = numbered("sxir_o", i);
-        arguments += arguments.empty() ? "" : ", ";
-        if (output.kind == CShape::None) {
-            arguments += "0";
-            continue;
-        }
-        body += "    " + mSignatures.object(output, name) + ";\n";
-        arguments += output.kind == CShape::Array ? name : "&" + name;
-    }
-    body += "    sxir_p(" + arguments + ");\n";
-    CShape const& last = signature.outputs.back();
-    std::string const value = numbered("sxir_o", signature.outputs.size() - 1);
-    if (result.kind == CShape::Array) {
-        CFragment const& conversion = cConversion(last.type, result.type);
-        mHelpers |= conversion.helpers;
-        std::string element;
-        cExpand(element, conversion.text, last.kind == CShape::Array ? value + "[sxir_k]" : value);
-        body += loop(result.count(), "sxir_r[sxir_k] = " + element);
-    } else {
-        body += "    *sxir_r = " + convertArgument(last, value, result, "sxir_value", body) + ";\n";
-    }
+    callAndConvert("sxir_p", signature, forms, operands, result, "sxir_r", body);
     return text + body + "}\n";
 }
 
