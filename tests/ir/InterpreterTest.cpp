@@ -142,19 +142,10 @@ protected:
     sxir::Interpreter interpreter{*context};
 
     /// A function of the given typed inputs and outputs.
-    sxir::Function& function(char const* name, std::vector<std::pair<char const*, sxir::Type const*>> const& inputs,
-                             std::vector<std::pair<char const*, sxir::Type const*>> const& outputs)
+    sxir::Function& function(char const* name, std::vector<sxir_test::Parameter> const& inputs,
+                             std::vector<sxir_test::Parameter> const& outputs)
     {
-        sxir::FunctionSignature signature(*context);
-        for (auto const& [input, type] : inputs) {
-            signature.addInput(input).setType(*type);
-        }
-        for (auto const& [output, type] : outputs) {
-            signature.addOutput(output).setType(*type);
-        }
-        auto* f = module.getModuleScope().addScopeItem<sxir::Function>(name);
-        f->setSignature(signature);
-        return *f;
+        return sxir_test::addTypedFunction(module, name, inputs, outputs);
     }
     sxir::Type const* type(DataTypeId::Type id) const { return &builtin(id); }
 };

@@ -31,19 +31,10 @@ struct World {
     Variable& v = variable(elsewhere, "v", other->getBuiltinType(DataTypeId::Real));
     Expression x = f.expression("x"), M = f.expression("M"), y = f.expression("y");
 
-    Function& function(char const* name, std::initializer_list<std::pair<char const*, Type const*>> inputs,
+    Function& function(char const* name, std::vector<sxir_test::Parameter> const& inputs,
                        std::initializer_list<char const*> outputs)
     {
-        FunctionSignature signature(*context);
-        for (auto const& [input, type] : inputs) {
-            signature.addInput(input).setType(*type);
-        }
-        for (char const* output : outputs) {
-            signature.addOutput(output).setType(real);
-        }
-        auto* added = module.getModuleScope().addScopeItem<Function>(name);
-        added->setSignature(signature);
-        return *added;
+        return sxir_test::addTypedFunction(module, name, inputs, sxir_test::parameters(outputs, real));
     }
     static Variable& variable(Scope& scope, char const* name, Type const& type)
     {

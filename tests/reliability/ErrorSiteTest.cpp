@@ -2,6 +2,7 @@
 // reporter leaves the IR as it was and usable, and that a returning one lets the operation finish.
 #include "ir/sxir.hpp"
 #include "tests/support/Environments.hpp"
+#include "tests/support/IrFixture.hpp"
 
 #include <gtest/gtest.h>
 
@@ -243,19 +244,10 @@ struct RunWorld {
         : env(environment), context(sxir_test::makeContext(environment))
     {}
 
-    Function& function(char const* name, std::initializer_list<std::pair<char const*, Type const*>> inputs,
+    Function& function(char const* name, std::vector<sxir_test::Parameter> const& inputs,
                        std::initializer_list<char const*> outputs)
     {
-        FunctionSignature signature(*context);
-        for (auto const& [input, type] : inputs) {
-            signature.addInput(input).setType(*type);
-        }
-        for (char const* output : outputs) {
-            signature.addOutput(output).setType(real);
-        }
-        auto* added = module.getModuleScope().addScopeItem<Function>(name);
-        added->setSignature(signature);
-        return *added;
+        return sxir_test::addTypedFunction(module, name, inputs, sxir_test::parameters(outputs, real));
     }
     /// `lhs`=`rhs` appended to f as it is, whatever the sides.
     void append(Expression const* lhs, Expression const* rhs)

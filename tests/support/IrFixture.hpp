@@ -8,6 +8,7 @@
 
 #include <initializer_list>
 #include <ostream>
+#include <utility>
 #include <vector>
 
 namespace sxir {
@@ -21,6 +22,35 @@ inline void PrintTo(Value const& value, std::ostream* out)
 } // namespace sxir
 
 namespace sxir_test {
+
+/// A parameter of a signature: its name and type.
+using Parameter = std::pair<char const*, sxir::Type const*>;
+
+/// A function `name` in `owner` whose signature has the given inputs and outputs.
+inline sxir::Function& addTypedFunction(sxir::Module& owner, sxu::string const& name,
+                                        std::vector<Parameter> const& inputs, std::vector<Parameter> const& outputs)
+{
+    sxir::FunctionSignature signature(owner.getContext());
+    for (auto const& [input, type] : inputs) {
+        signature.addInput(input).setType(*type);
+    }
+    for (auto const& [output, type] : outputs) {
+        signature.addOutput(output).setType(*type);
+    }
+    auto* function = owner.getModuleScope().addScopeItem<sxir::Function>(name);
+    function->setSignature(signature);
+    return *function;
+}
+
+/// Parameters of one type.
+inline std::vector<Parameter> parameters(std::initializer_list<char const*> names, sxir::Type const& type)
+{
+    std::vector<Parameter> typed;
+    for (char const* name : names) {
+        typed.emplace_back(name, &type);
+    }
+    return typed;
+}
 
 class IrTest : public ::testing::Test {
 protected:
@@ -36,17 +66,8 @@ protected:
     sxir::Function& addFunction(sxu::string const& name, std::initializer_list<char const*> inputs,
                                 std::initializer_list<char const*> outputs, sxir::Module* target = nullptr)
     {
-        sxir::FunctionSignature signature(*context);
-        for (char const* input : inputs) {
-            signature.addInput(input).setType(real());
-        }
-        for (char const* output : outputs) {
-            signature.addOutput(output).setType(real());
-        }
-        sxir::Module& owner = target != nullptr ? *target : module;
-        auto* function = owner.getModuleScope().addScopeItem<sxir::Function>(name);
-        function->setSignature(signature);
-        return *function;
+        return addTypedFunction(target != nullptr ? *target : module, name, parameters(inputs, real()),
+                                parameters(outputs, real()));
     }
 
     /// A local variable of `function`, of type real_T unless given.
