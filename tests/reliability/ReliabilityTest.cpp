@@ -11,7 +11,33 @@ namespace {
 
 using sxir::AssignmentStatement;
 using sxir::Expression;
-using DeepInput = sxir_test::IrTest;
+
+class DeepInput : public sxir_test::IrTest {
+protected:
+    /// f(x) -> y, z, w: a million statements y=y+x, z = an expression a million deep, and w=1 inside
+    /// ifs ten thousand deep.
+    sxir::Function& writeDeepFunction()
+    {
+        sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
+        Expression const x = use(f, "x"), y = use(f, "y"), z = use(f, "z"), w = use(f, "w");
+        for (int i = 0; i < 1000000; ++i) {
+            *y = y + x;
+        }
+        Expression chain = x;
+        for (int level = 0; level < 1000000; ++level) {
+            chain = (level % 2 == 0 ? chain + x : -chain);
+        }
+        *z = chain;
+        for (int level = 0; level < 10000; ++level) {
+            f.If(x > static_cast<double>(level));
+        }
+        *w = 1.0;
+        for (int level = 0; level < 10000; ++level) {
+            f.End();
+        }
+        return f;
+    }
+};
 
 /// The text of sample `name` as kept in tests/golden; empty when the file is missing.
 std::string goldenText(std::string const& name)
@@ -260,23 +286,7 @@ TEST_F(DeepInput, AMillionStatementsIfsTenThousandDeepAndAnExpressionAMillionDee
 
 TEST_F(DeepInput, EmitsAMillionStatementsAnExpressionAMillionDeepAndIfsTenThousandDeepAsC)
 {
-    sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
-    Expression const x = use(f, "x"), y = use(f, "y"), z = use(f, "z"), w = use(f, "w");
-    for (int i = 0; i < 1000000; ++i) {
-        *y = y + x;
-    }
-    Expression chain = x;
-    for (int level = 0; level < 1000000; ++level) {
-        chain = (level % 2 == 0 ? chain + x : -chain);
-    }
-    *z = chain;
-    for (int level = 0; level < 10000; ++level) {
-        f.If(x > static_cast<double>(level));
-    }
-    *w = 1.0;
-    for (int level = 0; level < 10000; ++level) {
-        f.End();
-    }
+    writeDeepFunction();
     std::string const source = sxir::CEmitter().emit(module).source;
     // One C statement per assignment; the chain in temporaries, none of which nests deeper than a C
     // compiler reads; each if as written.
@@ -324,23 +334,7 @@ TEST_F(DeepInput, TheSafePassTakesAnAssignmentOutOfIfsTenThousandDeep)
 
 TEST_F(DeepInput, RunsAMillionStatementsAnExpressionAMillionDeepIfsTenThousandDeepAndCallsToTheLimit)
 {
-    sxir::Function& f = addFunction("f", {"x"}, {"y", "z", "w"});
-    Expression const x = use(f, "x"), y = use(f, "y"), z = use(f, "z"), w = use(f, "w");
-    for (int i = 0; i < 1000000; ++i) {
-        *y = y + x;
-    }
-    Expression chain = x;
-    for (int level = 0; level < 1000000; ++level) {
-        chain = (level % 2 == 0 ? chain + x : -chain);
-    }
-    *z = chain;
-    for (int level = 0; level < 10000; ++level) {
-        f.If(x > static_cast<double>(level));
-    }
-    *w = 1.0;
-    for (int level = 0; level < 10000; ++level) {
-        f.End();
-    }
+    sxir::Function& f = writeDeepFunction();
     sxir::Interpreter interpreter(*context);
     // Half a million additions of x and as many negations leave x.
     std::vector<sxir::Value> const out = interpreter.run(f, {sxir::Value(sxu::DataTypeId::Real, 0.5)});
