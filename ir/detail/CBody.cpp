@@ -10,6 +10,7 @@
 #include "ir/FunctionSignature.hpp"
 #include "ir/IfStatement.hpp"
 #include "ir/Scope.hpp"
+#include "ir/detail/CallScanner.hpp"
 #include "ir/detail/CEmission.hpp"
 #include "ir/detail/NodeMemo.hpp"
 #include "ir/detail/Printing.hpp"
@@ -326,6 +327,36 @@ struct Mark {
     std::size_t reads;
     std::size_t temporaries;
     unsigned long counter;
+    unsigned long subroutines;
+};
+
+/// A shared node that holds a call, in the statement being written: its code is written at its
+/// first use, where it runs in place, and a later use jumps back into it.
+struct Subroutine {
+    unsigned long uses = 1;
+    bool nested = false; ///< its code is inside the code of another
+    /// What names its labels and the variable that says which use to go back to, given at its
+    /// second use: one used once needs none.
+    unsigned long number = 0;
+};
+
+/// A temporary's declaration in the text of a statement that holds a call: the object declared,
+/// `length` characters from `at`, ending with its name; and whether the line initializes it.
+struct Declaration {
+    std::size_t at;
+    std::size_t length;
+    std::size_t name;
+    bool array;
+    bool initialized;
+};
+
+/// Where a subroutine's code starts or ends in the statement's text: what enters it and what
+/// goes back to the use that entered it are written there once the statement is complete and
+/// every use is known.
+struct Splice {
+    std::size_t at;
+    unsigned subroutine;
+    bool start;
 };
 
 class BodyEmitter;
@@ -403,6 +434,8 @@ public:
     /// The top value copied into a temporary now (an array's elements too).
     void capture();
     std::string temporary(std::string_view stem);
+    /// Writes the declaration of temporary `name`, of form `form`, with `initializer` unless it is empty.
+    void declare(CShape const& form, std::string const& name, std::string_view initializer);
     void line(std::string_view text);
     void noteUse(unsigned item) { mUses.push_back(item); }
     void noteRead(unsigned variable)
@@ -420,7 +453,9 @@ public:
     struct Memo {
         CValue value;
         std::string text;
+        unsigned subroutine; ///< the subroutine whose value it is, or sNoSubroutine
     };
+    static constexpr unsigned sNoSubroutine = ~0u;
     Memo* findShared(ExpressionData const& node)
     {
         if (mShared.empty()) {
@@ -431,7 +466,7 @@ public:
     }
     void keepShared(ExpressionData const& node)
     {
-        mShared[&node] = Memo{mValues.back(), std::string(valueText(mValues.size() - 1))};
+        mShared[&node] = Memo{mValues.back(), std::string(valueText(mValues.size() - 1)), sNoSubroutine};
         if (mHoldsCall && mValues.back().readsModule) {
             mModuleReaders.push_back(&node);
         }
@@ -444,6 +479,20 @@ public:
         }
         mModuleReaders.clear();
     }
+    /// Whether `node`, a shared inner node of a statement that holds a call, holds one itself.
+    bool sharedHoldsCall(ExpressionData const& node) { return CallScanner(mCallHolders).holdsCall(node); }
+    /// The code of `node`, a shared node that holds a call, starts here.
+    void openSubroutine(ExpressionData const& node);
+    /// Whether `node` is the node whose code is being written.
+    bool closesSubroutine(ExpressionData const& node) const
+    {
+        return !mOpenSubroutines.empty() && mOpenSubroutines.back().node == &node;
+    }
+    /// The code of the open subroutine ends with the top value: kept for the later uses, and
+    /// copied for this one.
+    void closeSubroutine(ExpressionData const& node);
+    /// A later use of the subroutine `known` keeps: its code runs again, and its value is copied.
+    void runSubroutineAgain(Memo const& known);
 
     // Texts of values (`text` is the value's text); none of these changes the stack.
     /// A one-element value read as a scalar of its own type.
@@ -479,10 +528,14 @@ private:
     bool evaluate(ExpressionData const& node);
     Mark mark() const
     {
-        return Mark{mOut.size(), mUses.size(), mReads.size(), mTemporaries.size(), mCounter};
+        return Mark{mOut.size(), mUses.size(), mReads.size(), mTemporaries.size(), mCounter, mSubroutineCounter};
     }
     void rollBack(Mark const& mark);
     void beginStatement();
+    /// Writes into the complete statement what runs the code of each subroutine used more than once
+    /// again: before the code, the variable that says which use entered it and the label the later
+    /// uses jump to; after it, the jump back to the use.
+    void spliceSubroutines();
     void commit();
     /// Writes the comment that stands for statement text `what`, which a run cannot complete.
     void notEmitted(std::string const& what, char const* id);
@@ -517,6 +570,17 @@ private:
     Text mStored;
     std::unordered_map<ExpressionData const*, Memo> mShared;
     std::vector<ExpressionData const*> mModuleReaders; ///< the shared nodes kept that read module variables
+    NodeMemo<bool> mCallHolders; ///< whether each shared inner node of the function holds a call
+    std::vector<Subroutine> mSubroutines;
+    std::vector<Splice> mSplices; ///< in the order of the text
+    std::vector<Declaration> mDeclarations; ///< in the order of the text
+    struct OpenSubroutine {
+        ExpressionData const* node;
+        unsigned subroutine;
+    };
+    std::vector<OpenSubroutine> mOpenSubroutines; ///< innermost last
+    unsigned long mSubroutineCounter = 0;
+    Text mUnspliced;
     bool mHoldsCall = false;
     bool mRestart = false;
     std::vector<unsigned> mUses;
@@ -563,11 +627,27 @@ void BodyEmitter::line(std::string_view text)
     mOut += '\n';
 }
 
+void BodyEmitter::declare(CShape const& form, std::string const& name, std::string_view initializer)
+{
+    std::string const object = mSource.signatures().object(form, name);
+    if (mHoldsCall) {
+        mDeclarations.push_back(Declaration{mOut.size() + mIndent.size(), object.size(), name.size(),
+                                            form.kind == CShape::Array, !initializer.empty()});
+    }
+    mOut += mIndent;
+    mOut += object;
+    if (!initializer.empty()) {
+        mOut += std::string_view(" = ", 3);
+        mOut += initializer;
+    }
+    mOut += std::string_view(";\n", 2);
+}
+
 void BodyEmitter::materialize()
 {
     CValue value = mValues.back();
     std::string const name = temporary("");
-    line(mSource.signatures().object(value.form(), name) + " = " + std::string(valueText(mValues.size() - 1)) + ";");
+    declare(value.form(), name, valueText(mValues.size() - 1));
     value.nesting = 0;
     value.constant = false;
     value.addressable = true;
@@ -584,7 +664,7 @@ void BodyEmitter::capture()
         return;
     }
     std::string const name = temporary("");
-    line(mSource.signatures().object(value.form(), name) + ";");
+    declare(value.form(), name, {});
     std::string source;
     appendPointer(source, value, valueText(mValues.size() - 1));
     copyElements(name, value.type, source, value.type, value.count(), false);
@@ -730,15 +810,21 @@ void BodyEmitter::appendArgument(Out& out, CValue const& value, std::string_view
     // Another type, or a value that is no storage: a temporary of the input's form.
     std::string const name = temporary(stem);
     if (value.kind == CValue::Scalar) {
+        // A scalar of the input's element type: its address is that of the input's one element.
         std::string element;
         appendConverted(element, value, text, form.type);
-        line(mSource.signatures().object(form, name) + " = {" + element + "};");
-    } else {
-        line(mSource.signatures().object(form, name) + ";");
-        std::string source;
-        appendPointer(source, value, text);
-        copyElements(name, form.type, source, value.type, form.count(), false);
+        CShape scalar;
+        scalar.kind = CShape::Scalar;
+        scalar.type = form.type;
+        declare(scalar, name, element);
+        out += '&';
+        out += name;
+        return;
     }
+    declare(form, name, {});
+    std::string source;
+    appendPointer(source, value, text);
+    copyElements(name, form.type, source, value.type, form.count(), false);
     out += name;
 }
 
@@ -900,9 +986,14 @@ unsigned long ExpressionEmitter::enter(ExpressionData const* node, Children cons
         mBody.push(failed(ErrorId::EvalUnsetOperand), {});
         return 0;
     }
-    if (ExpressionData const* key = mBody.memoKey(*node, children)) {
+    ExpressionData const* const key = mBody.memoKey(*node, children);
+    if (key != nullptr) {
         if (BodyEmitter::Memo const* known = mBody.findShared(*key)) {
-            mBody.push(known->value, known->text);
+            if (known->subroutine != BodyEmitter::sNoSubroutine) {
+                mBody.runSubroutineAgain(*known);
+            } else {
+                mBody.push(known->value, known->text);
+            }
             return 0;
         }
     }
@@ -920,6 +1011,9 @@ unsigned long ExpressionEmitter::enter(ExpressionData const* node, Children cons
             mBody.capture();
         }
         return 0;
+    }
+    if (key != nullptr && mBody.holdsCall() && mBody.sharedHoldsCall(*node)) {
+        mBody.openSubroutine(*node);
     }
     return children.count;
 }
@@ -944,6 +1038,10 @@ bool ExpressionEmitter::leave(ExpressionData const& node, Children const& childr
     value.holdsCall = value.holdsCall || holdsCall;
     value.readsModule = value.readsModule || readsModule;
     mBody.replace(first, value);
+    if (mBody.closesSubroutine(node)) {
+        mBody.closeSubroutine(node);
+        return true;
+    }
     CValue const& result = values.back();
     bool const expression = result.kind == CValue::Scalar || result.kind == CValue::Function;
     bool const shared = mBody.memoKey(node, children) != nullptr;
@@ -1307,7 +1405,7 @@ CValue ExpressionEmitter::visitFunctionCall(FunctionCall const& node, CValue con
             continue;
         }
         last_ = mBody.temporary(stem + "_" + (i < outputNames.size() ? outputNames[i] : "r" + std::to_string(i)));
-        mBody.line(source.signatures().object(output, last_) + ";");
+        mBody.declare(output, last_, {});
         arguments += output.kind == CShape::Array ? last_ : "&" + last_;
     }
     mBody.line(call + "(" + arguments + ");");
@@ -1331,6 +1429,115 @@ CValue ExpressionEmitter::visitCustom(CustomExpressionData const&, CValue const*
 }
 
 // ---------------------------------------------------------------------------------------------
+// Shared nodes that hold calls: their code is written once per statement, and each use runs it.
+
+void BodyEmitter::openSubroutine(ExpressionData const& node)
+{
+    // What was computed of module variables before the code is computed again inside it, where a
+    // later use runs it again after calls that may change them.
+    forgetModuleReads();
+    auto const index = static_cast<unsigned>(mSubroutines.size());
+    mSubroutines.emplace_back();
+    mSubroutines.back().nested = !mOpenSubroutines.empty();
+    mSplices.push_back(Splice{mOut.size(), index, true});
+    mOpenSubroutines.push_back(OpenSubroutine{&node, index});
+}
+
+void BodyEmitter::closeSubroutine(ExpressionData const& node)
+{
+    unsigned const index = mOpenSubroutines.back().subroutine;
+    mOpenSubroutines.pop_back();
+    if (mValues.back().kind == CValue::Failed) {
+        return; // the statement is not written
+    }
+    // The value goes where each use finds it: a temporary, unless it is one already (a call's).
+    CValue const& value = mValues.back();
+    if (value.kind != CValue::Array && !(value.addressable && value.nesting == 0)) {
+        materialize();
+    }
+    mShared[&node] = Memo{mValues.back(), std::string(valueText(mValues.size() - 1)), index};
+    mSplices.push_back(Splice{mOut.size(), index, false});
+    // Each use copies the value out: the next use runs the same code into the same place.
+    capture();
+}
+
+void BodyEmitter::runSubroutineAgain(Memo const& known)
+{
+    Subroutine& subroutine = mSubroutines[known.subroutine];
+    subroutine.number = subroutine.number != 0 ? subroutine.number : ++mSubroutineCounter;
+    std::string const number = std::to_string(subroutine.number);
+    std::string const use = std::to_string(subroutine.uses++);
+    line("sxir_use" + number + " = " + use + ";");
+    line("goto sxir_node" + number + ";");
+    line("sxir_node" + number + "_" + use + ":;");
+    push(known.value, known.text);
+    capture();
+    forgetModuleReads();
+}
+
+void BodyEmitter::spliceSubroutines()
+{
+    if (std::none_of(mSubroutines.begin(), mSubroutines.end(), [](Subroutine const& s) { return s.number != 0; })) {
+        return;
+    }
+    mUnspliced = mOut.view().substr(mStatementStart);
+    std::string_view const text = mUnspliced.view();
+    mOut.truncate(mStatementStart);
+    // The statement's temporaries are declared first, each with a value: no jump passes a
+    // declaration then, and a C compiler, which cannot tell that the code only returns to the use
+    // that entered it, sees every temporary set on every path.
+    for (Subroutine const& subroutine : mSubroutines) {
+        if (subroutine.number != 0) {
+            line("unsigned long sxir_use" + std::to_string(subroutine.number) + " = 0;");
+        }
+    }
+    for (Declaration const& declaration : mDeclarations) {
+        mOut += mIndent;
+        mOut += text.substr(declaration.at - mStatementStart, declaration.length);
+        mOut += declaration.array ? std::string_view(" = {0};\n") : std::string_view(" = 0;\n");
+    }
+    // Where they were declared, an initialized one is assigned and the others are left out.
+    std::size_t done = 0;
+    auto const copyUpTo = [this, text, &done](std::size_t at) {
+        mOut.append(text.substr(done, at - done));
+    };
+    auto next = mDeclarations.begin();
+    auto const declareUpTo = [&](std::size_t end) {
+        for (; next != mDeclarations.end() && next->at - mIndent.size() < end; ++next) {
+            std::size_t const at = next->at - mStatementStart;
+            copyUpTo(next->initialized ? at : at - mIndent.size());
+            done = next->initialized ? at + next->length - next->name : at + next->length + 2;
+        }
+    };
+    for (Splice const& splice : mSplices) {
+        Subroutine const& subroutine = mSubroutines[splice.subroutine];
+        if (subroutine.number == 0) {
+            continue;
+        }
+        declareUpTo(splice.at);
+        copyUpTo(splice.at - mStatementStart);
+        done = splice.at - mStatementStart;
+        std::string const number = std::to_string(subroutine.number);
+        if (splice.start) {
+            // Code inside another code runs again from its start with it, the first use included.
+            if (subroutine.nested) {
+                line("sxir_use" + number + " = 0;");
+            }
+            line("sxir_node" + number + ":;");
+            continue;
+        }
+        line("switch (sxir_use" + number + ") {");
+        for (unsigned long use = 1; use < subroutine.uses; ++use) {
+            line("case " + std::to_string(use) + ": goto sxir_node" + number + "_" + std::to_string(use) + ";");
+        }
+        line("default: break;");
+        line("}");
+    }
+    declareUpTo(~std::size_t(0));
+    copyUpTo(text.size());
+}
+
+// ---------------------------------------------------------------------------------------------
 // Statements.
 
 bool BodyEmitter::evaluate(ExpressionData const& node)
@@ -1345,6 +1552,10 @@ void BodyEmitter::beginStatement()
     mValues.clear();
     mText.clear();
     mModuleReaders.clear();
+    mSubroutines.clear();
+    mSplices.clear();
+    mDeclarations.clear();
+    mOpenSubroutines.clear();
     if (!mShared.empty()) {
         mShared.clear();
     }
@@ -1361,6 +1572,7 @@ void BodyEmitter::rollBack(Mark const& mark)
     }
     mTemporaries.resize(mark.temporaries);
     mCounter = mark.counter;
+    mSubroutineCounter = mark.subroutines;
     mStringFunctions = false;
 }
 
@@ -1641,6 +1853,8 @@ Visit BodyEmitter::visitAssignment(AssignmentStatement const& statement, unsigne
                 bool const set = statement.getExpressionNode(AssignmentStatement::LHS) != nullptr &&
                                  statement.getExpressionNode(AssignmentStatement::RHS) != nullptr;
                 notEmitted(set ? textOf(statement) : std::string("an assignment with an unset side"), failure);
+            } else {
+                spliceSubroutines();
             }
             trackOutputs(statement, written);
             commit();
@@ -1711,6 +1925,8 @@ Visit BodyEmitter::visitIf(IfStatement const& statement, unsigned)
                                                   : std::string("if (nil)");
                 notEmitted(condition, failure);
                 line("if (0) {");
+            } else {
+                spliceSubroutines();
             }
             commit();
             return Visit::Enter;

@@ -1,5 +1,6 @@
 // The C back end: the text it writes for each construct, and the proof that the compiled C computes,
 // bit for bit, what the interpreter computes, on every catalog sample and on generated programs.
+#include "tests/support/CallGraphs.hpp"
 #include "tests/support/CompiledRuns.hpp"
 #include "tests/support/IrFixture.hpp"
 
@@ -154,7 +155,9 @@ TEST_F(CEmitterText, ASharedNodeIsComputedOnceWhereNothingBetweenItsUsesCanChang
     Expression const product = x * n;
     Expression const call = use(f, "g") << x;
     // Without calls: once. Beside a call, the node that reads n once up to the call and once after
-    // it, since the call may change n; the call at each use.
+    // it, since the call may change n. The call is written once per statement: each use copies
+    // its value out, a second use jumps back into it and returns by the switch after it, and the
+    // temporaries of such a statement are declared before any jump.
     *use(f, "y") = product + product;
     *use(f, "z") = ((product + product) + call) + product;
     *use(f, "w") = call - call;
@@ -167,14 +170,26 @@ TEST_F(CEmitterText, ASharedNodeIsComputedOnceWhereNothingBetweenItsUsesCanChang
               "    real_T t3 = (x * t2);\n"
               "    real_T g_b;\n"
               "    g(x, &g_b);\n"
-              "    real_T t4 = n;\n"
-              "    real_T t5 = (x * t4);\n"
-              "    *z = (((t3 + t3) + g_b) + t5);\n"
-              "    real_T g_b_1;\n"
+              "    real_T t4 = g_b;\n"
+              "    real_T t5 = n;\n"
+              "    real_T t6 = (x * t5);\n"
+              "    *z = (((t3 + t3) + t4) + t6);\n"
+              "    unsigned long sxir_use1 = 0;\n"
+              "    real_T g_b_1 = 0;\n"
+              "    real_T t7 = 0;\n"
+              "    real_T t8 = 0;\n"
+              "    sxir_node1:;\n"
               "    g(x, &g_b_1);\n"
-              "    real_T g_b_2;\n"
-              "    g(x, &g_b_2);\n"
-              "    *w = (g_b_1 - g_b_2);\n"
+              "    switch (sxir_use1) {\n"
+              "    case 1: goto sxir_node1_1;\n"
+              "    default: break;\n"
+              "    }\n"
+              "    t7 = g_b_1;\n"
+              "    sxir_use1 = 1;\n"
+              "    goto sxir_node1;\n"
+              "    sxir_node1_1:;\n"
+              "    t8 = g_b_1;\n"
+              "    *w = (t7 - t8);\n"
               "}\n");
 }
 
@@ -1009,6 +1024,102 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
     sxir_test::ScratchDirectory directory;
     sxir_test::CompiledRuns compiled(directory.path());
     EXPECT_EQ(compiled.add(module, runs), runs.size());
+    checkEveryWay(compiled);
+}
+
+/// A function of `module` with real inputs and outputs.
+sxir::Function& realFunction(sxir::Module& module, std::string const& name, std::vector<char const*> const& inputs,
+                             std::vector<char const*> const& outputs)
+{
+    sxir::BuiltinType const& real = module.getContext().getBuiltinType(T::Real);
+    sxir::FunctionSignature signature(module.getContext());
+    for (char const* input : inputs) {
+        signature.addInput(input).setType(real);
+    }
+    for (char const* output : outputs) {
+        signature.addOutput(output).setType(real);
+    }
+    auto* function = module.getModuleScope().addScopeItem<sxir::Function>(name);
+    function->setSignature(signature);
+    return *function;
+}
+
+TEST_F(CompiledC, SharedNodesThatHoldCallsRunAtEachUseAsTheirUnfoldedTreesDo)
+{
+    // Each graph shared and unfolded, in functions that start m at x/4: y = the graph, after = m,
+    // what the calls left.
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    sxir::Module& module = *context->getGlobalScope().addScopeItem<sxir::Module>("graphs");
+    sxir_test::addTick(module);
+    std::vector<CRun> runs;
+    auto const add = [&](std::string const& name, sxir_test::Graph const& graph, std::vector<double> const& xs) {
+        for (bool const shared : {true, false}) {
+            sxir::Function& f = realFunction(module, name + (shared ? "_shared" : "_tree"), {"x"}, {"y", "after"});
+            auto* start = new sxir::AssignmentStatement(f);
+            start->setExpression(sxir::AssignmentStatement::LHS, f.expression("m"));
+            start->setExpression(sxir::AssignmentStatement::RHS, f.expression("x") * 0.25);
+            f.append(start);
+            *f.expression("y") = graph.build(f, shared);
+            *f.expression("after") = f.expression("m");
+            for (double const x : xs) {
+                runs.push_back(CRun{&f, {sxir::Value(T::Real, x)}});
+            }
+        }
+    };
+    // v = m/2 + 1 is computed before the first call and read inside the code of the second use of
+    // tick(v), which must compute it again: y = v + tick(v) + tick(v).
+    using G = sxir_test::Graph;
+    add("byHand",
+        G{{{G::M, 0, 0, 0}, {G::Half, 0, 0, 0}, {G::Constant, 0, 0, 1}, {G::Add, 1, 2, 0}, {G::Tick, 3, 0, 0},
+           {G::Add, 3, 4, 0}, {G::Add, 5, 4, 0}}},
+        {0.0, 2.0});
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        add("g" + std::to_string(seed), G::random(seed), {1.5, -3.0});
+    }
+    sxir_test::ScratchDirectory directory;
+    sxir_test::CompiledRuns compiled(directory.path());
+    EXPECT_EQ(compiled.add(module, runs), runs.size());
+    checkEveryWay(compiled);
+}
+
+TEST_F(CompiledC, DeepGraphsOverCallsAreWrittenOnceAndRunAsTheirUnfoldedTrees)
+{
+    sxir::ThrowingRuntimeEnvironment env;
+    std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
+    sxir::Module& module = *context->getGlobalScope().addScopeItem<sxir::Module>("deep");
+    sxir_test::addTick(module);
+    sxir::Function& deep = realFunction(module, "deep", {"x"}, {"y", "after"});
+    Expression const x = deep.expression("x"), m = deep.expression("m");
+    // tick(operand) + tick(operand), doubled `levels` times over: 2^levels calls unfolded.
+    auto const doublings = [&deep](Expression const& operand, int levels) {
+        Expression sum = deep.expression("tick") << operand;
+        for (int level = 0; level < levels; ++level) {
+            sum = sum + sum;
+        }
+        return sum;
+    };
+    // Sixty levels over tick(1) and over tick(m/2) in branches the runs do not reach; ten levels run.
+    deep.If(x > 100.0);
+    *deep.expression("y") = doublings(Expression(*context, 1.0), 60);
+    deep.End();
+    deep.If(x > 200.0);
+    *deep.expression("y") = doublings(m * 0.5, 60);
+    deep.End();
+    deep.If(x < 100.0);
+    *deep.expression("y") = doublings(Expression(*context, 1.0), 10);
+    deep.End();
+    *deep.expression("after") = m;
+    // Each level writes its code once and a jump back into it: a dozen lines per distinct node,
+    // where the unfolded tree would be 2^60 calls.
+    std::string const source = sxir::CEmitter().emit(module).source;
+    EXPECT_LT(source.size(), 600u * (60 + 60 + 10)) << source;
+    std::vector<CRun> const runs = {CRun{&deep, {sxir::Value(T::Real, 0.0)}}, CRun{&deep, {sxir::Value(T::Real, 1.0)}}};
+    sxir::Interpreter interpreter(*context);
+    EXPECT_EQ(interpreter.run(deep, runs[0].inputs).at(1), sxir::Value(T::Real, 1024.0));
+    sxir_test::ScratchDirectory directory;
+    sxir_test::CompiledRuns compiled(directory.path());
+    EXPECT_EQ(compiled.add(module, runs, false), runs.size());
     checkEveryWay(compiled);
 }
 

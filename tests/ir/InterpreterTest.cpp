@@ -1,5 +1,6 @@
 // What runs compute: the catalog samples checked by hand, and the rules of each node kind, statement
 // kind, conversion and call, as docs/semantics.md states them.
+#include "tests/support/CallGraphs.hpp"
 #include "tests/support/IrFixture.hpp"
 #include "tests/support/Mean.hpp"
 
@@ -15,6 +16,7 @@ namespace {
 using sxir::Colon;
 using sxir::Expression;
 using sxir::Value;
+using sxir_test::Graph;
 using sxu::DataTypeId;
 using sxu::Dimension;
 
@@ -301,78 +303,9 @@ TEST_F(InterpreterTest, FunctionValuesAreCalledThroughVariablesAndDeepGraphsCost
     EXPECT_EQ(interpreter.run(g, {}), (std::vector<Value>{number(std::ldexp(1.0, 60) + 2.0 + std::ldexp(2.0, 60))}));
 }
 
-/// An expression graph over x, a module variable m and calls of tick(a), which adds a to m and
-/// gives m: each node is a leaf, a sum, a difference, a half or a call of earlier nodes.
-struct Graph {
-    enum Kind { X, M, Constant, Add, Subtract, Half, Tick };
-    struct Node {
-        Kind kind;
-        int a, b;
-        double constant;
-    };
-    std::vector<Node> nodes;
-
-    static Graph random(unsigned seed)
-    {
-        Graph graph;
-        std::mt19937 random(seed);
-        static Kind const inner[] = {X, M, Constant, Add, Subtract, Half, Tick, Tick};
-        for (int i = 0; i < 16; ++i) {
-            // Leaves first, a sum last; a node mostly takes one of the last three, so that most
-            // nodes reach the last.
-            Kind const kind = i < 2 ? static_cast<Kind>(random() % 3) : i == 15 ? Add : inner[random() % 8];
-            int const a = i == 0 ? 0 : std::max(0, i - 1 - static_cast<int>(random() % 3));
-            int const b = i == 0 ? 0 : static_cast<int>(random() % i);
-            graph.nodes.push_back(Node{kind, a, b, static_cast<double>(random() % 9) - 4});
-        }
-        return graph;
-    }
-    /// The graph's last node: `shared` builds each node once and reuses it; otherwise every use
-    /// builds its own tree.
-    Expression build(sxir::Function& f, bool shared) const
-    {
-        std::vector<Expression> built;
-        std::function<Expression(int)> make = [&](int i) -> Expression {
-            if (shared && i < static_cast<int>(built.size())) {
-                return built[static_cast<std::size_t>(i)];
-            }
-            Node const& node = nodes[static_cast<std::size_t>(i)];
-            switch (node.kind) {
-            case X:
-                return f.expression("x");
-            case M:
-                return f.expression("m");
-            case Constant:
-                return Expression(f.getContext(), node.constant);
-            case Add:
-                return make(node.a) + make(node.b);
-            case Subtract:
-                return make(node.a) - make(node.b);
-            case Half:
-                return make(node.a) * 0.5;
-            case Tick:
-                break;
-            }
-            return f.expression("tick") << make(node.a);
-        };
-        for (int i = 0; i < static_cast<int>(nodes.size()); ++i) {
-            Expression const node = make(i);
-            built.push_back(node);
-        }
-        return built.back();
-    }
-};
-
 TEST_F(InterpreterTest, SharedNodesThatHoldCallsRunAtEachUseAsTheirUnfoldedTreesDo)
 {
-    sxir::Variable& m = *module.getModuleScope().addScopeItem<sxir::Variable>("m");
-    m.setType(real());
-    sxir::Function& tick = addFunction("tick", {"a"}, {"now"});
-    auto* add = new sxir::AssignmentStatement(tick);
-    add->setExpression(sxir::AssignmentStatement::LHS, Expression(m));
-    add->setExpression(sxir::AssignmentStatement::RHS, Expression(m) + tick.expression("a"));
-    tick.append(add);
-    *tick.expression("now") = Expression(m);
+    sxir_test::addTick(module);
     // y = the graph; after = m, what the calls left.
     auto const write = [&](char const* name, Graph const& graph, bool shared) -> sxir::Function& {
         sxir::Function& f = addFunction(name, {"x"}, {"y", "after"});

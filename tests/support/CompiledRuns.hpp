@@ -54,8 +54,10 @@ public:
     /// Emits `module` (its name, and its functions' names, unique among the modules added) and
     /// does `runs` with a fresh interpreter, in order, up to the first that reports an error
     /// (the environment must throw): that one and those after it are not compared, since module
-    /// variables then differ. Returns the number of runs compared.
-    std::size_t add(sxir::Module const& module, std::vector<CRun> const& runs);
+    /// variables then differ. Returns the number of runs compared. A report shows the module's
+    /// text if `printable` (a graph of calls may unfold past any length); `module` must outlive
+    /// the checks.
+    std::size_t add(sxir::Module const& module, std::vector<CRun> const& runs, bool printable = true);
 
     /// Compiles every source and the driver with `compiler` and `flags` (`jobs` compilers at
     /// once), runs the program and compares each run with the interpreter's. Returns "" when
@@ -70,7 +72,7 @@ public:
 private:
     struct Emitted {
         std::string stem;   ///< the header's and source's file name without extension
-        std::string text;   ///< the module's IR, for a report
+        sxir::Module const* module; ///< printed for a report, unless null
         std::string source; ///< the C source, for a report
         std::vector<std::string> statics; ///< the names the source declares at file scope with internal linkage
     };
