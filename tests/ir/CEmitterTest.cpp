@@ -1027,21 +1027,12 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
     checkEveryWay(compiled);
 }
 
-/// A function of `module` with real inputs and outputs.
-sxir::Function& realFunction(sxir::Module& module, std::string const& name, std::vector<char const*> const& inputs,
-                             std::vector<char const*> const& outputs)
+/// A function of `module` with inputs x and outputs y and after, all real.
+sxir::Function& graphFunction(sxir::Module& module, std::string const& name)
 {
     sxir::BuiltinType const& real = module.getContext().getBuiltinType(T::Real);
-    sxir::FunctionSignature signature(module.getContext());
-    for (char const* input : inputs) {
-        signature.addInput(input).setType(real);
-    }
-    for (char const* output : outputs) {
-        signature.addOutput(output).setType(real);
-    }
-    auto* function = module.getModuleScope().addScopeItem<sxir::Function>(name);
-    function->setSignature(signature);
-    return *function;
+    return sxir_test::addTypedFunction(module, name, sxir_test::parameters({"x"}, real),
+                                       sxir_test::parameters({"y", "after"}, real));
 }
 
 TEST_F(CompiledC, SharedNodesThatHoldCallsRunAtEachUseAsTheirUnfoldedTreesDo)
@@ -1055,7 +1046,7 @@ TEST_F(CompiledC, SharedNodesThatHoldCallsRunAtEachUseAsTheirUnfoldedTreesDo)
     std::vector<CRun> runs;
     auto const add = [&](std::string const& name, sxir_test::Graph const& graph, std::vector<double> const& xs) {
         for (bool const shared : {true, false}) {
-            sxir::Function& f = realFunction(module, name + (shared ? "_shared" : "_tree"), {"x"}, {"y", "after"});
+            sxir::Function& f = graphFunction(module, name + (shared ? "_shared" : "_tree"));
             auto* start = new sxir::AssignmentStatement(f);
             start->setExpression(sxir::AssignmentStatement::LHS, f.expression("m"));
             start->setExpression(sxir::AssignmentStatement::RHS, f.expression("x") * 0.25);
@@ -1089,7 +1080,7 @@ TEST_F(CompiledC, DeepGraphsOverCallsAreWrittenOnceAndRunAsTheirUnfoldedTrees)
     std::unique_ptr<sxir::Context> context(sxir::Context::create(env));
     sxir::Module& module = *context->getGlobalScope().addScopeItem<sxir::Module>("deep");
     sxir_test::addTick(module);
-    sxir::Function& deep = realFunction(module, "deep", {"x"}, {"y", "after"});
+    sxir::Function& deep = graphFunction(module, "deep");
     Expression const x = deep.expression("x"), m = deep.expression("m");
     // tick(operand) + tick(operand), doubled `levels` times over: 2^levels calls unfolded.
     auto const doublings = [&deep](Expression const& operand, int levels) {
