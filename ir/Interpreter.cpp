@@ -166,23 +166,23 @@ bool Machine::run(Program const& program)
             at(instruction.dst) = at(instruction.a);
             break;
         case Op::Copy: {
-            CopySpec const& spec = mProgram->copies[instruction.aux];
+            CopySpec const& copy = mProgram->copies[instruction.aux];
             Place to;
-            to.slot = spec.dst;
-            to.offset = spec.dstOffset;
-            to.rows = spec.count;
+            to.slot = copy.dst;
+            to.offset = copy.dstOffset;
+            to.rows = copy.count;
             Place from;
-            from.slot = spec.src;
-            from.offset = spec.srcOffset;
+            from.slot = copy.src;
+            from.offset = copy.srcOffset;
             double* target = elements(to, mFrame);
             double const* source = elements(from, mFrame);
             if (target > source) {
-                for (unsigned long i = spec.count; i-- > 0;) {
-                    target[i] = spec.conversion(source[i]);
+                for (unsigned long i = copy.count; i-- > 0;) {
+                    target[i] = copy.conversion(source[i]);
                 }
             } else {
-                for (unsigned long i = 0; i < spec.count; ++i) {
-                    target[i] = spec.conversion(source[i]);
+                for (unsigned long i = 0; i < copy.count; ++i) {
+                    target[i] = copy.conversion(source[i]);
                 }
             }
             break;
@@ -240,14 +240,14 @@ bool Machine::run(Program const& program)
 
 bool Machine::offset(Instruction const& instruction)
 {
-    ElementSpec const& spec = mProgram->offsets[instruction.aux];
+    ElementSpec const& element = mProgram->offsets[instruction.aux];
     double const row = at(instruction.a);
     double const column = at(instruction.b);
-    if (!isElementInside(row, column, spec.rows, spec.columns)) {
-        return report(ErrorId::IndexOutOfRange, excerptOf(*spec.node), "(" + number(row) + "," + number(column) + ")",
-                      decimal(spec.rows) + "x" + decimal(spec.columns));
+    if (!isElementInside(row, column, element.rows, element.columns)) {
+        return report(ErrorId::IndexOutOfRange, excerptOf(*element.node), "(" + number(row) + "," + number(column) + ")",
+                      decimal(element.rows) + "x" + decimal(element.columns));
     }
-    at(instruction.dst) = row + column * static_cast<double>(spec.rows);
+    at(instruction.dst) = row + column * static_cast<double>(element.rows);
     return true;
 }
 
