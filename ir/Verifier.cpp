@@ -299,7 +299,7 @@ public:
 
     SXIR_ALWAYS_INLINE unsigned long enter(ExpressionData const* node, Children const& children);
     void next(ExpressionData const&, Children const&, unsigned long) {}
-    bool leave(ExpressionData const& node, Children const& children);
+    SXIR_ALWAYS_INLINE bool leave(ExpressionData const& node, Children const& children);
 
     // A node's value, into `out` (unknown to begin with), from its parts' entries (null for a leaf);
     // the node's own entry is mHere. A value found is written whole.

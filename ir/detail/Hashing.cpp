@@ -19,17 +19,15 @@ class ExpressionHasher : public ExpressionKindVisitor<ExpressionHasher, std::uin
 public:
     explicit ExpressionHasher(ReferenceRule rule) : mRule(rule) {}
 
-    unsigned long enter(ExpressionData const* node, Children const& children)
+    // Inlined into the walk, which reaches it at every node; a shared node's lookup stays apart.
+    SXIR_ALWAYS_INLINE unsigned long enter(ExpressionData const* node, Children const& children)
     {
         if (node == nullptr) {
             mValues.push(sUnsetHash);
             return 0;
         }
-        if (isSharedInner(*node, children.count)) {
-            if (std::uint64_t const* known = mKnown.find(node)) {
-                mValues.push(*known);
-                return 0;
-            }
+        if (isSharedInner(*node, children.count) && pushKnown(*node)) {
+            return 0;
         }
         std::uint64_t const own = visitKind(children.kind, *node);
         unsigned long const walked = children.kind == ExpressionDataType::Custom ? 0 : children.count;
@@ -37,7 +35,7 @@ public:
         return walked;
     }
     void next(ExpressionData const&, Children const&, unsigned long) {}
-    bool leave(ExpressionData const& node, Children const& children)
+    SXIR_ALWAYS_INLINE bool leave(ExpressionData const& node, Children const& children)
     {
         std::size_t const first = mValues.size() - children.count;
         std::uint64_t value = mValues[first - 1];
@@ -47,7 +45,7 @@ public:
         mValues.truncate(first);
         mValues.top() = value;
         if (isSharedInner(node, children.count)) {
-            mKnown.insert(&node, nullptr, value);
+            keep(node, value);
         }
         return true;
     }
@@ -79,6 +77,16 @@ public:
     std::uint64_t visitFunctionCall(FunctionCall const&) { return ExpressionDataType::FunctionCall; }
 
 private:
+    /// Pushes the hash of `node` if it is known.
+    bool pushKnown(ExpressionData const& node)
+    {
+        std::uint64_t const* known = mKnown.find(&node);
+        if (known != nullptr) {
+            mValues.push(*known);
+        }
+        return known != nullptr;
+    }
+    void keep(ExpressionData const& node, std::uint64_t value) { mKnown.insert(&node, nullptr, value); }
     template <class Node>
     std::uint64_t own(Node const& node) const
     {
@@ -151,6 +159,11 @@ std::uint64_t hashOf(Statement const& statement)
 
 std::uint64_t hashOf(Statement const& statement, ReferenceRule rule)
 {
+    if (statement.getNumStatementLists() == 0) {
+        // Its own part alone, as the statement walk would give it, without setting the walk up.
+        ExpressionHasher expressions(rule);
+        return ownHash(statement, expressions);
+    }
     StatementHasher hasher(rule);
     StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
     return hasher.result();
