@@ -1,7 +1,8 @@
 #include "ir/detail/CNames.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <string>
+#include <vector>
 
 namespace sxir {
 namespace detail {
@@ -60,18 +61,21 @@ bool isIntegerMacro(std::string_view name)
     return integer && macro;
 }
 
-bool isMathFunction(std::string_view name)
+/// The reserved words, and each <math.h> function bare and with "f" and "l", sorted: built once,
+/// since every name of every emitted function is looked up in it.
+std::vector<std::string> const& reservedNames()
 {
-    for (char const* function : sMathFunctions) {
-        std::string_view const base(function);
-        if (startsWith(name, base)) {
-            std::string_view const rest = name.substr(base.size());
-            if (rest.empty() || rest == "f" || rest == "l") {
-                return true;
+    static std::vector<std::string> const names = [] {
+        std::vector<std::string> all(std::begin(sReservedWords), std::end(sReservedWords));
+        for (char const* function : sMathFunctions) {
+            for (char const* suffix : {"", "f", "l"}) {
+                all.push_back(std::string(function) + suffix);
             }
         }
-    }
-    return false;
+        std::sort(all.begin(), all.end());
+        return all;
+    }();
+    return names;
 }
 
 bool isIdentifierCharacter(char c)
@@ -90,11 +94,11 @@ bool isIdentifier(std::string_view name)
 bool isReservedInC(std::string_view name)
 {
     if (startsWith(name, "_") || startsWith(name, "sxir_") || startsWith(name, "SXIR_") || endsWith(name, "_t") ||
-        isIntegerMacro(name) || isMathFunction(name)) {
+        isIntegerMacro(name)) {
         return true;
     }
-    return std::any_of(std::begin(sReservedWords), std::end(sReservedWords),
-                       [name](char const* word) { return name == word; });
+    std::vector<std::string> const& names = reservedNames();
+    return std::binary_search(names.begin(), names.end(), name);
 }
 
 std::string cIdentifier(std::string_view name)
