@@ -116,7 +116,7 @@ class StatementHasher {
 public:
     struct Data {};
 
-    explicit StatementHasher(ReferenceRule rule) : mExpressions(rule) {}
+    explicit StatementHasher(ExpressionHasher& expressions) : mExpressions(expressions) {}
 
     Visit enterStatement(Statement const& statement, Data&)
     {
@@ -140,9 +140,21 @@ public:
     std::uint64_t result() { return mValues.top(); }
 
 private:
-    ExpressionHasher mExpressions;
+    ExpressionHasher& mExpressions;
     SmallStack<std::uint64_t> mValues;
 };
+
+/// The hash of `statement`, its expressions hashed by `expressions`. A statement without nested
+/// lists is its own part alone, as the statement walk would give it: no walk is set up for it.
+std::uint64_t statementHash(Statement const& statement, ExpressionHasher& expressions)
+{
+    if (statement.getNumStatementLists() == 0) {
+        return ownHash(statement, expressions);
+    }
+    StatementHasher hasher(expressions);
+    StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
+    return hasher.result();
+}
 
 } // namespace
 
@@ -159,14 +171,8 @@ std::uint64_t hashOf(Statement const& statement)
 
 std::uint64_t hashOf(Statement const& statement, ReferenceRule rule)
 {
-    if (statement.getNumStatementLists() == 0) {
-        // Its own part alone, as the statement walk would give it, without setting the walk up.
-        ExpressionHasher expressions(rule);
-        return ownHash(statement, expressions);
-    }
-    StatementHasher hasher(rule);
-    StatementWalker<StatementHasher>::walkStatement(hasher, statement, {});
-    return hasher.result();
+    ExpressionHasher expressions(rule);
+    return statementHash(statement, expressions);
 }
 
 class StatementHashes::Hasher : public ExpressionHasher {
@@ -174,15 +180,14 @@ public:
     using ExpressionHasher::ExpressionHasher;
 };
 
-StatementHashes::StatementHashes(ReferenceRule rule) : mRule(rule), mHasher(std::make_unique<Hasher>(rule)) {}
+StatementHashes::StatementHashes(ReferenceRule rule) : mHasher(std::make_unique<Hasher>(rule)) {}
 
 StatementHashes::~StatementHashes() = default;
 
 std::uint64_t StatementHashes::of(Statement const& statement)
 {
-    // A statement without nested lists is its own part alone, as hashOf gives it.
     mHasher->forget();
-    return statement.getNumStatementLists() == 0 ? ownHash(statement, *mHasher) : hashOf(statement, mRule);
+    return statementHash(statement, *mHasher);
 }
 
 std::uint64_t hashOf(Type const& type)

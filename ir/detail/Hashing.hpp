@@ -35,7 +35,6 @@ public:
 
 private:
     class Hasher;
-    ReferenceRule mRule;
     std::unique_ptr<Hasher> mHasher;
 };
 std::uint64_t hashOf(Type const& type);

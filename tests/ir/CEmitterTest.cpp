@@ -962,18 +962,9 @@ TEST_F(CompiledC, SelectionsOfSelectionsAndFunctionValuesOfEveryKindComputeWhatT
     auto& int32 = context->getBuiltinType(T::Int32);
     sxir::MatrixType const column4(*context, T::Real, sxu::Dimension(4, 1));
     sxir::Module& module = *context->getGlobalScope().addScopeItem<sxir::Module>("corners");
-    auto const function = [&](char const* name, std::vector<std::pair<char const*, sxir::Type const*>> const& inputs,
-                              std::vector<std::pair<char const*, sxir::Type const*>> const& outputs) -> sxir::Function& {
-        sxir::FunctionSignature signature(*context);
-        for (auto const& [input, type] : inputs) {
-            signature.addInput(input).setType(*type);
-        }
-        for (auto const& [output, type] : outputs) {
-            signature.addOutput(output).setType(*type);
-        }
-        auto* f = module.getModuleScope().addScopeItem<sxir::Function>(name);
-        f->setSignature(signature);
-        return *f;
+    auto const function = [&module](char const* name, std::vector<sxir_test::Parameter> const& inputs,
+                                    std::vector<sxir_test::Parameter> const& outputs) -> sxir::Function& {
+        return sxir_test::addTypedFunction(module, name, inputs, outputs);
     };
     sxir::Function& half = function("half", {{"a", &real}}, {{"b", &real}});
     *half.expression("b") = half.expression("a") / 2.0;

@@ -2,7 +2,7 @@
 // interpreter and the C back end must both run as the unfolded tree runs.
 #pragma once
 
-#include "ir/sxir.hpp"
+#include "tests/support/IrFixture.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -17,11 +17,7 @@ inline sxir::Function& addTick(sxir::Module& module)
     sxir::Context const& context = module.getContext();
     sxir::BuiltinType const& real = context.getBuiltinType(sxu::DataTypeId::Real);
     module.getModuleScope().addScopeItem<sxir::Variable>("m")->setType(real);
-    sxir::FunctionSignature signature(context);
-    signature.addInput("a").setType(real);
-    signature.addOutput("now").setType(real);
-    sxir::Function& tick = *module.getModuleScope().addScopeItem<sxir::Function>("tick");
-    tick.setSignature(signature);
+    sxir::Function& tick = addTypedFunction(module, "tick", {{"a", &real}}, {{"now", &real}});
     sxir::Expression const m = tick.expression("m");
     // An assignment to a module variable belongs to no function by its sides: it is appended by hand.
     auto* add = new sxir::AssignmentStatement(tick);
